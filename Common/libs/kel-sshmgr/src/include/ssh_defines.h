@@ -1,0 +1,42 @@
+// Result codes and client session states shared by the whole tool.
+#ifndef SSH_DEFINES_H
+#define SSH_DEFINES_H
+
+enum SshCodes {
+    SSH_SUCCESS = 0,
+    SSH_INVALID_PARAM_ERR = 1,
+    SSH_INTERNAL_ERR = 2,
+    SSH_CANNOT_CONNECT_ERR = 3,
+    SSH_CLIENT_NOT_FOUND_ERR = 4,
+    SSH_CLIENT_ERR = 5,
+    SSH_AUTH_ERR = 6,
+    SSH_REMOTE_PARSER_ERR = 7,
+    SSH_REMOTE_TIMEOUT_ERR = 8,
+    SSH_CLI_INVALID_PARAM_ERR = 9,
+    SSH_CLI_NO_INFO_ERR = 10,
+    SSH_CLI_CMD_FAILED_ERR = 11,
+    SSH_FLASHING_LOGIC_ERR = 12,
+    SSH_VERIFY_ERR = 13,
+    SSH_PARSER_CANT_PARSE = 14,
+    SSH_PARSER_IN_PROGRESS = 15
+};
+
+enum ExecState {
+    EXEC_INIT = 0,
+    EXEC_STARTING = 1,
+    EXEC_CONNECTING = 2,
+    EXEC_KEY_EXCHANGE = 3,
+    EXEC_LOGIN = 4,
+    EXEC_REMOTE = 5,
+    EXEC_REQUEST = 6,
+    EXEC_RESPONSE = 7,
+    EXEC_REMOTE_FINISH = 8,
+    EXEC_QUIT = 9,
+    EXEC_TERMINATE = 10,
+    EXEC_TERMINATED = 11,
+    EXEC_CANCELED_BY_TIMEOUT = 12
+};
+
+typedef ExecState SshState;
+
+#endif

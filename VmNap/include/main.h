@@ -1,0 +1,66 @@
+// The tool's command line: options record, parser and help text.
+#ifndef VMNAP_MAIN_H
+#define VMNAP_MAIN_H
+
+#include "EnvString.h"
+
+namespace SshSrv {
+
+// The operation chosen with -mode. 2 and 4 are reserved and never accepted.
+enum ServerOperations {
+    SRV_OP_UNDEF = 0,
+    SRV_OP_CHECK_AUTH = 1,
+    SRV_OP_CHECK_VERSION = 2,
+    SRV_OP_CHECK_SRV_MODE = 3,
+    SRV_OP_FLASH = 4,
+    SRV_OP_REBOOT = 5,
+    SRV_OP_SUSPEND = 6
+};
+
+}  // namespace SshSrv
+
+// An option whose value is text.
+struct StringParameter {
+    Env::String name;
+    Env::String value;
+
+    StringParameter() {}
+    explicit StringParameter(const Env::String& n) : name(n) {}
+    StringParameter(const Env::String& n, const Env::String& v) : name(n), value(v) {}
+    StringParameter& operator=(const StringParameter& other) = default;
+
+    bool IsEmpty() const { return value.empty(); }
+};
+
+// An option whose value is a number.
+struct IntParameter {
+    Env::String name;
+    int value = 0;
+
+    IntParameter() {}
+    IntParameter(const Env::String& n, int v) : name(n), value(v) {}
+    IntParameter& operator=(const IntParameter& other) = default;
+};
+
+// The parsed command line.
+struct ToolOptions {
+    IntParameter mode{"mode", SshSrv::SRV_OP_UNDEF};
+    StringParameter listfile{"ListFile", "esxi_vms.xml"};
+    StringParameter host{"host"};
+    StringParameter user{"usr"};
+    StringParameter password{"pwd"};
+    IntParameter tracemode{"D", 0};
+    IntParameter timeout{"timeoutminutes", 300};
+};
+
+// 0 when the options are complete, 1 on any error. Ends the process with
+// status 0 when help is asked for.
+int parse_args(int argc, char** argv, ToolOptions& options);
+
+// Prints the help text to standard output.
+void usage();
+
+// Version shown by the help text and the start-up banner.
+enum { VMNAP_VER_MAJOR = 1, VMNAP_VER_MINOR = 1, VMNAP_VER_BUILD = 0, VMNAP_VER_PATCH = 0 };
+
+#endif
