@@ -1,1 +1,283 @@
 #include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "kel-tools-trace.h"
+#include "main.h"
+
+namespace {
+
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStdout;
+
+// A mutable argument vector, element 0 being the program's name.
+class Argv {
+public:
+    Argv(std::initializer_list<const char*> args) {
+        store_.push_back("VmNap");
+        for (const char* a : args) store_.push_back(a);
+        for (std::string& s : store_) ptrs_.push_back(&s[0]);
+        ptrs_.push_back(nullptr);
+    }
+    int argc() const { return static_cast<int>(store_.size()); }
+    char** argv() { return ptrs_.data(); }
+
+private:
+    std::vector<std::string> store_;
+    std::vector<char*> ptrs_;
+};
+
+struct Parsed {
+    int result;
+    ToolOptions options;
+    std::string output;  // with time stamps replaced by hh:mm:ss
+};
+
+Parsed Parse(std::initializer_list<const char*> args) {
+    Argv argv(args);
+    Parsed p;
+    CaptureStdout();
+    p.result = parse_args(argv.argc(), argv.argv(), p.options);
+    fflush(stdout);
+    p.output = std::regex_replace(GetCapturedStdout(), std::regex("\\d\\d:\\d\\d:\\d\\d: "),
+                                  "hh:mm:ss: ");
+    return p;
+}
+
+TEST(ToolOptions, DefaultsAndNames) {
+    ToolOptions o;
+    EXPECT_EQ("mode", o.mode.name);
+    EXPECT_EQ(0, o.mode.value);
+    EXPECT_EQ("ListFile", o.listfile.name);
+    EXPECT_EQ("esxi_vms.xml", o.listfile.value);
+    EXPECT_EQ("host", o.host.name);
+    EXPECT_TRUE(o.host.IsEmpty());
+    EXPECT_EQ("usr", o.user.name);
+    EXPECT_EQ("pwd", o.password.name);
+    EXPECT_EQ("D", o.tracemode.name);
+    EXPECT_EQ(TRACE_MODE_QUIET, o.tracemode.value);
+    EXPECT_EQ("timeoutminutes", o.timeout.name);
+    EXPECT_EQ(300, o.timeout.value);
+}
+
+TEST(ToolOptions, ParametersCopyBothFields) {
+    StringParameter s("a", "b");
+    StringParameter t;
+    t = s;
+    EXPECT_EQ("a", t.name);
+    EXPECT_EQ("b", t.value);
+    EXPECT_FALSE(t.IsEmpty());
+    IntParameter i("n", 7);
+    IntParameter j;
+    j = i;
+    EXPECT_EQ("n", j.name);
+    EXPECT_EQ(7, j.value);
+}
+
+TEST(ParseArgs, NoArgumentsPrintsHelpAndFails) {
+    Parsed p = Parse({});
+    EXPECT_EQ(1, p.result);
+    EXPECT_EQ(0u, p.output.find("VmNap. ver.1.1.0.0\n\nUsage:\n"));
+}
+
+TEST(ParseArgs, CompleteDashOptions) {
+    Parsed p = Parse({"-host", "h", "-usr", "u", "-pwd", "p", "-mode", "account_check"});
+    EXPECT_EQ(0, p.result);
+    EXPECT_EQ(SshSrv::SRV_OP_CHECK_AUTH, p.options.mode.value);
+    EXPECT_EQ(300, p.options.timeout.value);
+    EXPECT_EQ("esxi_vms.xml", p.options.listfile.value);
+    EXPECT_EQ("h", p.options.host.value);
+    EXPECT_EQ("u", p.options.user.value);
+    EXPECT_EQ("p", p.options.password.value);
+    EXPECT_EQ("", p.output);
+}
+
+TEST(ParseArgs, SlashPrefixWorksLikeDash) {
+    Parsed p = Parse({"/host", "h", "/usr", "u", "/pwd", "p", "/mode", "suspend_vms",
+                      "ListFile=vms.xml"});
+    EXPECT_EQ(0, p.result);
+    EXPECT_EQ(SshSrv::SRV_OP_SUSPEND, p.options.mode.value);
+    EXPECT_EQ("vms.xml", p.options.listfile.value);
+}
+
+TEST(ParseArgs, EveryModeWord) {
+    EXPECT_EQ(SshSrv::SRV_OP_REBOOT,
+              Parse({"-mode", "reboot_vms"}).options.mode.value);
+    EXPECT_EQ(SshSrv::SRV_OP_CHECK_SRV_MODE,
+              Parse({"-mode", "check_maintenance_mode"}).options.mode.value);
+}
+
+TEST(ParseArgs, DashLedValueIsAMissingValue) {
+    Parsed p = Parse({"-host", "-usr", "u", "-pwd", "p", "-mode", "account_check"});
+    EXPECT_EQ(1, p.result);
+    EXPECT_EQ("hh:mm:ss: Invalid or missed host value\n", p.output);
+    EXPECT_EQ("", p.options.host.value);
+}
+
+TEST(ParseArgs, ValueMissingAtTheEnd) {
+    EXPECT_EQ("hh:mm:ss: Invalid or missed usr value\n", Parse({"-usr"}).output);
+}
+
+TEST(ParseArgs, PasswordStartingWithDashOrSlashIsRejected) {
+    Parsed p = Parse({"-host", "h", "-usr", "u", "-pwd", "-secret"});
+    EXPECT_EQ(1, p.result);
+    EXPECT_EQ("hh:mm:ss: Invalid or missed pwd value\n", p.output);
+    EXPECT_EQ("hh:mm:ss: Invalid or missed pwd value\n", Parse({"-pwd", "/secret"}).output);
+}
+
+TEST(ParseArgs, EmptyStringIsAcceptedAsValue) {
+    Parsed p = Parse({"-host", "", "-usr", "u", "-pwd", "p", "-mode", "account_check"});
+    EXPECT_EQ(1, p.result);  // host is empty, so the required test fails
+    EXPECT_EQ("hh:mm:ss: Argument missed\n", p.output);
+}
+
+TEST(ParseArgs, UnknownModeWordNamesTheParser) {
+    Parsed p = Parse({"-host", "h", "-mode", "reboot"});
+    EXPECT_EQ(1, p.result);
+    EXPECT_EQ("hh:mm:ss: parse_args: Invalid mode\n", p.output);
+}
+
+TEST(ParseArgs, MissingModeWord) {
+    EXPECT_EQ("hh:mm:ss: Invalid or missed mode\n", Parse({"-mode"}).output);
+    Parsed p = Parse({"-mode", "-host", "h"});
+    EXPECT_EQ(1, p.result);
+    EXPECT_EQ("hh:mm:ss: Invalid or missed mode\n", p.output);
+}
+
+TEST(ParseArgs, TraceWordIsOptionalBeforeAnOption) {
+    Parsed p = Parse({"-D", "-host", "h", "-usr", "u", "-pwd", "p", "-mode", "account_check"});
+    EXPECT_EQ(0, p.result);
+    EXPECT_EQ(TRACE_MODE_QUIET, p.options.tracemode.value);
+    EXPECT_EQ("h", p.options.host.value);
+}
+
+TEST(ParseArgs, TraceWordsSetTheMode) {
+    EXPECT_EQ(TRACE_MODE_INFO, Parse({"-D", "info"}).options.tracemode.value);
+    EXPECT_EQ(TRACE_MODE_VERBOSE, Parse({"-D", "verbose"}).options.tracemode.value);
+    EXPECT_EQ(TRACE_MODE_DEBUG, Parse({"-D", "debug"}).options.tracemode.value);
+}
+
+TEST(ParseArgs, QuietIsReportedAndIgnored) {
+    Parsed p = Parse({"-D", "quiet", "-host", "h", "-usr", "u", "-pwd", "p", "-mode",
+                      "account_check"});
+    EXPECT_EQ(0, p.result);
+    EXPECT_EQ("hh:mm:ss: Invalid trace mode argument 'quiet' - ignoring\n", p.output);
+    EXPECT_EQ(TRACE_MODE_QUIET, p.options.tracemode.value);
+}
+
+TEST(ParseArgs, InvalidTraceWordKeepsEarlierMode) {
+    Parsed p = Parse({"-D", "debug", "-D", "loud"});
+    EXPECT_EQ(TRACE_MODE_DEBUG, p.options.tracemode.value);
+    EXPECT_EQ("hh:mm:ss: Invalid trace mode argument 'loud' - ignoring\n"
+              "hh:mm:ss: Argument missed\n",
+              p.output);
+}
+
+TEST(ParseArgs, EmptyTraceWordIsNotConsumed) {
+    // The empty argument is then parsed as an unknown option (a masked warning).
+    Parsed p = Parse({"-D", "", "-host", "h", "-usr", "u", "-pwd", "p", "-mode",
+                      "account_check"});
+    EXPECT_EQ(0, p.result);
+    EXPECT_EQ(TRACE_MODE_QUIET, p.options.tracemode.value);
+    EXPECT_EQ("", p.output);
+}
+
+TEST(ParseArgs, TimeoutIsGivenInMinutes) {
+    EXPECT_EQ(600, Parse({"-timeoutminutes", "10"}).options.timeout.value);
+    EXPECT_EQ(0, Parse({"-timeoutminutes", "x"}).options.timeout.value);
+    EXPECT_EQ(120, Parse({"-timeoutminutes", "2abc"}).options.timeout.value);
+}
+
+TEST(ParseArgs, NegativeTimeoutIsRejected) {
+    Parsed p = Parse({"-timeoutminutes", "-5"});
+    EXPECT_EQ(1, p.result);
+    EXPECT_EQ("hh:mm:ss: Invalid or missed new timeout value\n", p.output);
+    EXPECT_EQ(300, p.options.timeout.value);
+}
+
+TEST(ParseArgs, ListFileNeedsTextAfterTheEqualsSign) {
+    EXPECT_EQ("esxi_vms.xml", Parse({"ListFile"}).options.listfile.value);
+    EXPECT_EQ("esxi_vms.xml", Parse({"ListFile="}).options.listfile.value);
+    EXPECT_EQ("a=b", Parse({"ListFile=a=b"}).options.listfile.value);
+    EXPECT_EQ("a", Parse({"-myListFile=a"}).options.listfile.value);
+    EXPECT_EQ("esxi_vms.xml", Parse({"listfile=a"}).options.listfile.value);
+}
+
+TEST(ParseArgs, ListFileNeverTakesTheNextArgument) {
+    Parsed p = Parse({"ListFile", "x.xml", "-host", "h", "-usr", "u", "-pwd", "p", "-mode",
+                      "account_check"});
+    EXPECT_EQ(0, p.result);
+    EXPECT_EQ("esxi_vms.xml", p.options.listfile.value);
+}
+
+TEST(ParseArgs, UnknownOptionIsSilentlyIgnored) {
+    Parsed p = Parse({"-x", "-host", "h", "-usr", "u", "-pwd", "p", "-mode", "account_check"});
+    EXPECT_EQ(0, p.result);
+    EXPECT_EQ("", p.output);
+}
+
+TEST(ParseArgs, UnknownOptionWarningShowsOnceTracingIsOn) {
+    kel_set_trace(TRACE_MODE_VERBOSE);
+    EXPECT_EQ("hh:mm:ss: Warning> Invalid argument 'x', ignore it\n"
+              "hh:mm:ss: Argument missed\n",
+              Parse({"-x"}).output);
+    kel_set_trace(TRACE_MODE_QUIET);
+}
+
+TEST(ParseArgs, DoubledDashMatchesNothing) {
+    Parsed p = Parse({"--host", "esx", "-usr", "u", "-pwd", "p", "-mode", "account_check"});
+    EXPECT_EQ(1, p.result);
+    EXPECT_EQ("", p.options.host.value);
+}
+
+TEST(ParseArgs, OptionNamesAreCaseSensitive) {
+    Parsed p = Parse({"-Host", "esx", "-usr", "u", "-pwd", "p", "-mode", "account_check"});
+    EXPECT_EQ(1, p.result);
+    EXPECT_EQ("hh:mm:ss: Argument missed\n", p.output);
+}
+
+TEST(ParseArgs, LaterOptionOverridesEarlier) {
+    Parsed p = Parse({"-host", "a", "-host", "b"});
+    EXPECT_EQ("b", p.options.host.value);
+}
+
+TEST(ParseArgs, MissingModeIsArgumentMissed) {
+    Parsed p = Parse({"-host", "h", "-usr", "u", "-pwd", "p"});
+    EXPECT_EQ(1, p.result);
+    EXPECT_EQ("hh:mm:ss: Argument missed\n", p.output);
+}
+
+TEST(ParseArgs, EachRequiredOptionIsNeeded) {
+    EXPECT_EQ(1, Parse({"-usr", "u", "-pwd", "p", "-mode", "account_check"}).result);
+    EXPECT_EQ(1, Parse({"-host", "h", "-pwd", "p", "-mode", "account_check"}).result);
+    EXPECT_EQ(1, Parse({"-host", "h", "-usr", "u", "-mode", "account_check"}).result);
+}
+
+TEST(ParseArgs, PrefixIsSkippedInPlace) {
+    Argv argv({"-x"});
+    ToolOptions o;
+    parse_args(argv.argc(), argv.argv(), o);
+    EXPECT_STREQ("x", argv.argv()[1]);
+}
+
+TEST(ParseArgsDeathTest, HelpEndsTheProcessWithZero) {
+    EXPECT_EXIT(Parse({"-host", "h", "-h"}), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(Parse({"help"}), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(Parse({"/h"}), testing::ExitedWithCode(0), "");
+}
+
+TEST(ParseArgsDeathTest, BareHWordIsHelpToo) {
+    // A stray "h" (for example the value of an unknown option) asks for help.
+    EXPECT_EXIT(Parse({"--host", "h"}), testing::ExitedWithCode(0), "");
+}
+
+TEST(ParseArgs, ErrorBeforeHelpReturnsOne) {
+    Parsed p = Parse({"-host", "-h"});
+    EXPECT_EQ(1, p.result);
+    EXPECT_EQ("hh:mm:ss: Invalid or missed host value\n", p.output);
+}
+
+}  // namespace
