@@ -1,0 +1,76 @@
+// The closed set of vim-cmd command lines the tool sends to an ESXi host.
+#ifndef VMNAP_SSH_COMMAND_H
+#define VMNAP_SSH_COMMAND_H
+
+#include <stdio.h>
+
+#include "EnvString.h"
+
+namespace SshSrv {
+
+// Generic command ids, shared by every command family.
+class SshCommand {
+public:
+    enum {
+        SSH_CMD_UNKNOWN = 0,
+        SSH_CMD_ERROR = 1,  // the reply was recognised as an error
+        SSH_CMD_LAST = 2
+    };
+};
+
+// ESXi command ids and the builders of their exact texts.
+class ESXiCommand : public SshCommand {
+public:
+    enum {
+        ESX_CMD_FIRST = SSH_CMD_LAST,
+        ESX_CMD_SHOW_COMMANDS = ESX_CMD_FIRST,
+        ESX_CMD_GET_ALLVMS = 3,
+        ESX_CMD_GET_VMSTATUS = 4,
+        ESX_CMD_SUSPEND_VM = 5,
+        ESX_CMD_POWERON_VM = 6,
+        ESX_CMD_POWEROFF_VM = 7,
+        ESX_CMD_GET_MAINTENANCE = 8,
+        ESX_CMD_ENTER_MAINTENANCE = 9,
+        ESX_CMD_EXIT_MAINTENANCE = 10,
+        ESX_CMD_LAST = 11
+    };
+
+    static Env::String GetESX_CMD_SHOW_COMMANDS() { return "vim-cmd\n"; }
+    static Env::String GetESX_CMD_GET_ALLVMS() { return "vim-cmd vmsvc/getallvms\n"; }
+    static Env::String GetESX_CMD_GET_VMSTATUS(Env::String const& id) {
+        return WithId("vim-cmd vmsvc/power.getstate %s\n", id);
+    }
+    static Env::String GetESX_CMD_SUSPEND_VM(Env::String const& id) {
+        return WithId("vim-cmd vmsvc/power.suspend %s\n", id);
+    }
+    static Env::String GetESX_CMD_POWERON_VM(Env::String const& id) {
+        return WithId("vim-cmd vmsvc/power.on %s\n", id);
+    }
+    static Env::String GetESX_CMD_POWEROFF_VM(Env::String const& id) {
+        return WithId("vim-cmd vmsvc/power.off %s\n", id);
+    }
+    static Env::String GetESX_CMD_GET_MAINTENANCE() {
+        return "vim-cmd hostsvc/hostsummary | grep inMaintenanceMode\n";
+    }
+    static Env::String GetESX_CMD_ENTER_MAINTENANCE() {
+        return "vim-cmd hostsvc/maintenance_mode_enter\n";
+    }
+    static Env::String GetESX_CMD_EXIT_MAINTENANCE() {
+        return "vim-cmd hostsvc/maintenance_mode_exit\n";
+    }
+
+private:
+    // The id replaces %s unchanged; the whole text is cut at 127 characters.
+    static Env::String WithId(const char* pattern, Env::String const& id) {
+        char buf[128] = {0};
+        snprintf(buf, sizeof(buf), pattern, id.c_str());
+        return Env::String(buf);
+    }
+};
+
+}  // namespace SshSrv
+
+// Builds the text of a command from its id alone, or from its id and a VM id.
+#define GET_ESXI_COMMAND(id, ...) SshSrv::ESXiCommand::Get##id(__VA_ARGS__)
+
+#endif
