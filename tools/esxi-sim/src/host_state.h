@@ -1,0 +1,47 @@
+// The simulated host: its virtual machines, maintenance flag and behaviour switches.
+#ifndef ESXI_SIM_HOST_STATE_H
+#define ESXI_SIM_HOST_STATE_H
+
+#include <string>
+#include <vector>
+
+namespace esxisim {
+
+enum class PowerState { kOn, kOff, kSuspended };
+
+struct VmState {
+    std::string id;
+    std::string name;
+    std::string file;
+    std::string guest_os;
+    std::string version;
+    std::string note;              // raw annotation; may hold line feeds
+    PowerState power = PowerState::kOff;
+    bool refuse_suspend = false;   // power.suspend fails with a fault dump
+    int suspend_seconds = 0;       // delay between "Suspending VM:" and the prompt
+};
+
+enum class PromptStyle { kBusybox, kBracket };  // "~ # " (4.x/5.x) or "[root@host:~] " (6.0+)
+
+struct HostState {
+    std::string hostname = "localhost";
+    PromptStyle prompt = PromptStyle::kBusybox;
+    bool in_maintenance = false;
+    bool refuse_maintenance_while_running = false;
+    long task_counter = 1;         // numbers the maintenance task references
+    std::vector<VmState> vms;
+
+    VmState* FindVm(const std::string& id);
+    const VmState* FindVm(const std::string& id) const;
+    bool AnyVmPoweredOn() const;
+};
+
+// Text of a power state as printed by power.getstate: "Powered on", "Powered off", "Suspended".
+const char* PowerStateText(PowerState state);
+
+// The prompt the host's shell prints.
+std::string PromptText(const HostState& host);
+
+}  // namespace esxisim
+
+#endif

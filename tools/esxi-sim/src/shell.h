@@ -1,0 +1,21 @@
+// The interactive shell of the simulated host: login banner, prompt, one command line at a time.
+#ifndef ESXI_SIM_SHELL_H
+#define ESXI_SIM_SHELL_H
+
+#include <istream>
+#include <ostream>
+
+#include "state_store.h"
+
+namespace esxisim {
+
+// Prints the banner and the prompt, then runs each line read from `in` until "exit" or the end of the input.
+// Writes plain "\n" line ends and never echoes input: under sshd the pseudo-terminal does both.
+int RunInteractiveShell(const StateStore& store, std::istream& in, std::ostream& out);
+
+// The message ESXi shows after an SSH login.
+extern const char kLoginBanner[];
+
+}  // namespace esxisim
+
+#endif

@@ -1,0 +1,19 @@
+// The table printed by "vim-cmd vmsvc/getallvms".
+#ifndef ESXI_SIM_VM_TABLE_H
+#define ESXI_SIM_VM_TABLE_H
+
+#include <string>
+#include <vector>
+
+#include "host_state.h"
+
+namespace esxisim {
+
+// Columns Vmid, Name, File, Guest OS, Version, Annotation, each as wide as its widest entry (title
+// included) and joined by three blanks. Titles are centred, values left-justified and padded (the
+// annotation too); rows are sorted by id as strings; annotations are printed raw, line feeds included.
+std::string FormatVmTable(const std::vector<VmState>& vms);
+
+}  // namespace esxisim
+
+#endif
