@@ -1,0 +1,29 @@
+// Reads what the ESXi shell prints for the vim-cmd commands of the tool.
+#ifndef VMNAP_ESXI_CLI_PARSER_H
+#define VMNAP_ESXI_CLI_PARSER_H
+
+#include "CliParser.h"
+
+namespace SshSrv {
+
+class ESXiCliParser : public CliParser {
+public:
+    ESXiCliParser() {}
+    ~ESXiCliParser() override {}
+
+    int Parse(const char* response, int command, SshServer* owner) override;
+    int ParseLine(const char* line) override;
+    bool HasError(const char* response) const override;
+
+    int ParseShowCommands(const char* response);
+    int ParseSuspendVm(const char* response);
+    int ParsePowerOnVm(const char* response);
+    int ParsePowerOffVm(const char* response);
+    int ParseGetMaintenance(const char* response);
+    int ParseGetAllVmsLine(const char* line);
+    int ParseGetVmStatusLine(const char* line);
+};
+
+}  // namespace SshSrv
+
+#endif

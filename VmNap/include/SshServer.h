@@ -1,0 +1,236 @@
+// The host and virtual-machine objects: what the tool knows of an ESXi host,
+// what it saves to the VM list file, and the operations that drive the host.
+#ifndef VMNAP_SSH_SERVER_H
+#define VMNAP_SSH_SERVER_H
+
+#include "EnvString.h"
+#include "XmlObjAttr.h"
+#include "XmlObject.h"
+#include "XmlObjectList.h"
+
+namespace Ssh {
+class SshSession;
+}
+
+namespace SshSrv {
+
+class CliParser;
+
+// Common base: the borrowed session and parser, a name and a power status.
+class SshServer : public Env::XmlObject {
+public:
+    class XmlObjAttrName : public Env::XmlObjStrAttr<Env::String> {};
+    class XmlObjAttrStatus : public Env::XmlObjStrAttr<Env::String> {};
+
+    class SshServerStructure : public Env::XmlObject::XmlObjectStructure {
+    public:
+        SshServerStructure();
+
+    protected:
+        // Registers a class's creator with the builder, when there is one.
+        static void RegisterCreator(const char* name, Env::XmlObject* (*creator)());
+    };
+
+    SshServer();
+    SshServer(Ssh::SshSession* pSession, CliParser* pParser, const Env::String& name);
+
+    const XmlObjectStructure& GetXmlStructure() const override;
+    const char* ClassName() const override { return "SshServer"; }
+    ~SshServer() override {}
+
+    virtual int Login();
+    virtual int Suspend();
+    virtual int Reboot();
+    virtual int PowerOn();
+    virtual int IsPoweredOn();
+    virtual int PowerOff();
+    virtual int UpdateStatus();
+    virtual int AddChild(const Env::String& id, const Env::String& name);
+
+    static Env::XmlObject* Create() { return new SshServer(); }
+
+    void SetSession(Ssh::SshSession* pSession) { m_pSshSession = pSession; }
+    void SetParser(CliParser* pParser) { m_pParser = pParser; }
+    Ssh::SshSession* GetSession() const { return m_pSshSession; }
+    CliParser* GetParser() const { return m_pParser; }
+
+    Env::String GetName() const { return m_Name.Get(); }
+    void SetName(const Env::String& v) { m_Name.Set(v); }
+    Env::String GetNameStr() const { return m_Name.GetStr(); }
+    void SetNameStr(const Env::String& v) { m_Name.SetStr(v); }
+    Env::String GetStatus() const { return m_Status.Get(); }
+    void SetStatus(const Env::String& v) { m_Status.Set(v); }
+    Env::String GetStatusStr() const { return m_Status.GetStr(); }
+    void SetStatusStr(const Env::String& v) { m_Status.SetStr(v); }
+
+    static SshServerStructure m_gSshServerStructure;
+
+protected:
+    CliParser* m_pParser;
+    Ssh::SshSession* m_pSshSession;
+
+private:
+    XmlObjAttrName m_Name;
+    XmlObjAttrStatus m_Status;
+};
+
+// How one power command is sent, read and confirmed (see VirtualMachineServer.cpp).
+struct PowerChange;
+
+// One virtual machine of the host, known by the host's VM id.
+class VirtualMachineServer : public SshServer {
+public:
+    class XmlObjAttrId : public Env::XmlObjStrAttr<Env::String> {};
+    class XmlObjAttrRebootStatus : public Env::XmlObjStrAttr<Env::String> {};
+    class XmlObjAttrTimeout : public Env::XmlObjStrAttr<int> {
+    public:
+        XmlObjAttrTimeout() { m_val = 300; }
+    };
+
+    class VirtualMachineServerStructure : public SshServerStructure {
+    public:
+        VirtualMachineServerStructure();
+    };
+
+    VirtualMachineServer() {}
+    VirtualMachineServer(Ssh::SshSession* pSession, CliParser* pParser);
+    VirtualMachineServer(Ssh::SshSession* pSession, CliParser* pParser, const Env::String& id,
+                         const Env::String& name);
+
+    const XmlObjectStructure& GetXmlStructure() const override;
+    const char* ClassName() const override { return "VirtualMachineServer"; }
+
+    int Suspend() override;
+    int Reboot() override;
+    int PowerOn() override;
+    int IsPoweredOn() override;
+    int PowerOff() override;
+    int UpdateStatus() override;
+
+    static Env::XmlObject* Create() { return new VirtualMachineServer(); }
+
+    Env::String GetId() const { return m_Id.Get(); }
+    void SetId(const Env::String& v) { m_Id.Set(v); }
+    Env::String GetIdStr() const { return m_Id.GetStr(); }
+    void SetIdStr(const Env::String& v) { m_Id.SetStr(v); }
+    Env::String GetRebootStatus() const { return m_RebootStatus.Get(); }
+    void SetRebootStatus(const Env::String& v) { m_RebootStatus.Set(v); }
+    Env::String GetRebootStatusStr() const { return m_RebootStatus.GetStr(); }
+    void SetRebootStatusStr(const Env::String& v) { m_RebootStatus.SetStr(v); }
+    int GetTimeout() const { return m_Timeout.Get(); }
+    void SetTimeout(int const& v) { m_Timeout.Set(v); }
+    Env::String GetTimeoutStr() const { return m_Timeout.GetStr(); }
+    void SetTimeoutStr(const Env::String& v) { m_Timeout.SetStr(v); }
+
+    static VirtualMachineServerStructure m_gVirtualMachineServerStructure;
+
+private:
+    int ChangePower(const PowerChange& change);
+    int ReadAndParse(const PowerChange& change);
+
+    XmlObjAttrId m_Id;
+    XmlObjAttrRebootStatus m_RebootStatus;
+    XmlObjAttrTimeout m_Timeout;
+};
+
+// The ESXi host: owns the session, the parser and the list of its VMs.
+class ESXiServer : public SshServer {
+public:
+    class XmlObjAttrHost : public Env::XmlObjStrAttr<Env::String> {};
+    class XmlObjAttrUser : public Env::XmlObjStrAttr<Env::String> {};
+    class XmlObjAttrPassword : public Env::XmlObjStrAttr<Env::String> {};
+    class XmlObjChildVMs : public Env::XmlObjectList {
+    public:
+        XmlObjChildVMs() { SetName("VMs"); }
+    };
+    class XmlObjAttrTimeout : public Env::XmlObjStrAttr<int> {
+    public:
+        XmlObjAttrTimeout() { m_val = 300; }
+    };
+    class XmlObjAttrMaintenanceMode : public Env::XmlObjStrAttr<bool> {
+    public:
+        XmlObjAttrMaintenanceMode() { m_val = false; }
+    };
+    class XmlObjAttrReboot : public Env::XmlObjStrAttr<bool> {
+    public:
+        XmlObjAttrReboot() { m_val = false; }
+    };
+
+    class ESXiServerStructure : public SshServerStructure {
+    public:
+        ESXiServerStructure();
+    };
+
+    ESXiServer();
+    ESXiServer(const Env::String& host, const Env::String& user, const Env::String& password);
+    ~ESXiServer() override;
+
+    const XmlObjectStructure& GetXmlStructure() const override;
+    const char* ClassName() const override { return "ESXiServer"; }
+    bool FromXml(const Env::XmlNode* node) override;
+
+    int Init();
+    int Login() override;
+    int Suspend() override;
+    int Reboot() override;
+    int IsPoweredOn() override;
+    int AddChild(const Env::String& id, const Env::String& name) override;
+
+    int GetAllVms();
+    int GetMaintenance();
+    int EnterMaintenance();
+    int ExitMaintenance();
+
+    static Env::XmlObject* Create() { return new ESXiServer(); }
+
+    Env::XmlObjectList& GetVMs() { return m_VMs; }
+    const Env::XmlObjectList& GetVMs() const { return m_VMs; }
+    Env::XmlObject* GetVMsObj() { return &m_VMs; }
+    const Env::XmlObject* GetVMsObj() const { return &m_VMs; }
+
+    Env::String GetHost() const { return m_Host.Get(); }
+    void SetHost(const Env::String& v) { m_Host.Set(v); }
+    Env::String GetHostStr() const { return m_Host.GetStr(); }
+    void SetHostStr(const Env::String& v) { m_Host.SetStr(v); }
+    Env::String GetUser() const { return m_User.Get(); }
+    void SetUser(const Env::String& v) { m_User.Set(v); }
+    Env::String GetUserStr() const { return m_User.GetStr(); }
+    void SetUserStr(const Env::String& v) { m_User.SetStr(v); }
+    Env::String GetPassword() const { return m_Password.Get(); }
+    void SetPassword(const Env::String& v) { m_Password.Set(v); }
+    Env::String GetPasswordStr() const { return m_Password.GetStr(); }
+    void SetPasswordStr(const Env::String& v) { m_Password.SetStr(v); }
+    int GetTimeout() const { return m_Timeout.Get(); }
+    void SetTimeout(int const& v) { m_Timeout.Set(v); }
+    Env::String GetTimeoutStr() const { return m_Timeout.GetStr(); }
+    void SetTimeoutStr(const Env::String& v) { m_Timeout.SetStr(v); }
+    bool GetMaintenanceMode() const { return m_MaintenanceMode.Get(); }
+    void SetMaintenanceMode(bool const& v) { m_MaintenanceMode.Set(v); }
+    Env::String GetMaintenanceModeStr() const { return m_MaintenanceMode.GetStr(); }
+    void SetMaintenanceModeStr(const Env::String& v) { m_MaintenanceMode.SetStr(v); }
+    bool GetReboot() const { return m_Reboot.Get(); }
+    void SetReboot(bool const& v) { m_Reboot.Set(v); }
+    Env::String GetRebootStr() const { return m_Reboot.GetStr(); }
+    void SetRebootStr(const Env::String& v) { m_Reboot.SetStr(v); }
+
+    static ESXiServerStructure m_gESXiServerStructure;
+
+private:
+    void CreateParserAndSession();
+    int SendAndReceive(const char* op, const Env::String& command, const char* sendText,
+                       char** ppResponse);
+    int ChangeMaintenance(const char* op, const Env::String& command, const char* sendText,
+                          bool wanted);
+
+    XmlObjAttrHost m_Host;
+    XmlObjAttrUser m_User;
+    XmlObjAttrPassword m_Password;
+    XmlObjChildVMs m_VMs;
+    XmlObjAttrTimeout m_Timeout;
+    XmlObjAttrMaintenanceMode m_MaintenanceMode;
+    XmlObjAttrReboot m_Reboot;
+};
+
+}  // namespace SshSrv
+
+#endif

@@ -1,0 +1,144 @@
+#include "ESXiCliParser.h"
+
+#include <string.h>
+
+#include "SshCommand.h"
+#include "SshServer.h"
+#include "kel-tools-trace.h"
+#include "ssh_defines.h"
+
+namespace SshSrv {
+
+namespace {
+
+const char* const kErrorTexts[] = {"not found", "Invalid command", "syntax error:"};
+const char* const kPrompt = "~ #";
+
+const char* const kCommandFailed = "ESXi vim-cmd command failed\n";
+const char* const kResponseError = "response contains error\n";
+const char* const kParseLine = "parse line: %s\n";
+const char* const kUnknownCommand = "can't parse response line: unknown command type\n";
+const char* const kShowCommandsDone = "show commands executed successfully\n";
+const char* const kVmStatusFound = "vm status found: %s\n";
+
+const char* const kHasErrorCatched = "ESXiCliParser::HasError error catched\n";
+const char* const kShowCommandsCatched = "ESXiCliParser::ParseShowCommands error catched\n";
+const char* const kGetAllVmsCatched = "ESXiCliParser::ParseGetAllVmsLine error catched\n";
+const char* const kGetVmStatusCatched = "ESXiCliParser::ParseGetVmStatus error catched\n";
+
+bool contains(const char* text, const char* needle) { return strstr(text, needle) != NULL; }
+
+// One rule for the three power commands: the prompt means done, the progress
+// marker alone means the command still runs.
+int parse_power_reply(const char* response, const char* marker) {
+    if (contains(response, kPrompt)) return SSH_SUCCESS;
+    if (contains(response, marker)) return SSH_PARSER_IN_PROGRESS;
+    return SSH_CLI_CMD_FAILED_ERR;
+}
+
+}  // namespace
+
+int ESXiCliParser::Parse(const char* response, int command, SshServer* owner) {
+    CliParser::Parse(response, command, owner);
+    switch (m_iCommand) {
+        case SshCommand::SSH_CMD_ERROR:
+            KelTrace(TRACE_DEBUG, "Parse", kCommandFailed);
+            return SSH_CLI_CMD_FAILED_ERR;
+        case ESXiCommand::ESX_CMD_SHOW_COMMANDS: return ParseShowCommands(response);
+        case ESXiCommand::ESX_CMD_SUSPEND_VM: return ParseSuspendVm(response);
+        case ESXiCommand::ESX_CMD_POWERON_VM: return ParsePowerOnVm(response);
+        case ESXiCommand::ESX_CMD_POWEROFF_VM: return ParsePowerOffVm(response);
+        case ESXiCommand::ESX_CMD_GET_MAINTENANCE: return ParseGetMaintenance(response);
+        default: return ParseLines(response);
+    }
+}
+
+bool ESXiCliParser::HasError(const char* response) const {
+    for (const char* text : kErrorTexts) {
+        if (!contains(response, text)) continue;
+        try {
+            KelTrace(TRACE_DEBUG, "HasError", kResponseError);
+        } catch (...) {
+            KelTrace(TRACE_ERROR, "HasError", kHasErrorCatched);
+        }
+        return true;
+    }
+    return false;
+}
+
+int ESXiCliParser::ParseLine(const char* line) {
+    if (contains(line, kPrompt)) return SSH_SUCCESS;
+    KelTrace(TRACE_DEBUG, "ParseLine", kParseLine, line);
+    if (m_iCommand == ESXiCommand::ESX_CMD_GET_ALLVMS) {
+        ParseGetAllVmsLine(line);
+        return SSH_SUCCESS;
+    }
+    if (m_iCommand == ESXiCommand::ESX_CMD_GET_VMSTATUS) {
+        ParseGetVmStatusLine(line);
+        return SSH_SUCCESS;
+    }
+    KelTrace(TRACE_ERROR, "ParseLine", kUnknownCommand);
+    return SSH_INTERNAL_ERR;
+}
+
+int ESXiCliParser::ParseShowCommands(const char* response) {
+    if (!contains(response, "Commands available")) return SSH_CLI_CMD_FAILED_ERR;
+    try {
+        KelTrace(TRACE_DEBUG, "ParseShowCommands", kShowCommandsDone);
+        return SSH_SUCCESS;
+    } catch (...) {
+        KelTrace(TRACE_ERROR, "ParseShowCommands", kShowCommandsCatched);
+        return SSH_INTERNAL_ERR;
+    }
+}
+
+int ESXiCliParser::ParseSuspendVm(const char* response) {
+    return parse_power_reply(response, "Suspending VM:");
+}
+
+int ESXiCliParser::ParsePowerOnVm(const char* response) {
+    return parse_power_reply(response, "Powering on VM:");
+}
+
+int ESXiCliParser::ParsePowerOffVm(const char* response) {
+    return parse_power_reply(response, "Powering off VM:");
+}
+
+int ESXiCliParser::ParseGetMaintenance(const char* response) {
+    if (!contains(response, "inMaintenanceMode")) return SSH_CLI_CMD_FAILED_ERR;
+    if (contains(response, "true")) return SSH_SUCCESS;
+    if (contains(response, "false")) return SSH_VERIFY_ERR;
+    return SSH_CLI_CMD_FAILED_ERR;
+}
+
+// A row of the VM table: the id and the first word of the name.
+int ESXiCliParser::ParseGetAllVmsLine(const char* line) {
+    if (m_pOwner == NULL) return SSH_INTERNAL_ERR;
+    if (contains(line, "Vmid") && contains(line, "Name") && contains(line, "File"))
+        return SSH_SUCCESS;
+    try {
+        int pos = 0;
+        Env::String id = GetToken(line, pos);
+        Env::String name = GetToken(line, pos);
+        m_pOwner->AddChild(id, name);
+        return SSH_SUCCESS;
+    } catch (...) {
+        KelTrace(TRACE_ERROR, "ParseGetAllVmsLine", kGetAllVmsCatched);
+        return SSH_INTERNAL_ERR;
+    }
+}
+
+// A power-state line becomes the owner's status, unchanged.
+int ESXiCliParser::ParseGetVmStatusLine(const char* line) {
+    if (m_pOwner == NULL) return SSH_INTERNAL_ERR;
+    if (!contains(line, "Powered") && !contains(line, "Suspended")) return SSH_INTERNAL_ERR;
+    try {
+        KelTrace(TRACE_DEBUG, "ParseGetVmStatusLine", kVmStatusFound, line);
+        m_pOwner->SetStatus(line);
+    } catch (...) {
+        KelTrace(TRACE_ERROR, "ParseGetVmStatusLine", kGetVmStatusCatched);
+    }
+    return SSH_INTERNAL_ERR;
+}
+
+}  // namespace SshSrv

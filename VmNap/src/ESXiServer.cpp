@@ -1,0 +1,164 @@
+// The ESXi host object: construction, the SSH client, login and its VM list.
+#include "ESXiCliParser.h"
+#include "OperationTrace.h"
+#include "SshCommand.h"
+#include "SshServer.h"
+#include "SshSession.h"
+#include "ssh_defines.h"
+
+namespace SshSrv {
+
+namespace {
+
+typedef Env::XmlAttrInvoker<ESXiServer> Attr;
+typedef Env::XmlChildInvokerStatic<ESXiServer> Child;
+
+const char* const kDefaultCatched = "ESXiServer error catched\n";
+const char* const kConstructorCatched = "ESXiServer::ESXiServer error catched\n";
+const char* const kDestructorCatched = "ESXiServer::~ESXiServer error catched\n";
+const char* const kInitCatched = "ESXiServer::Init error catched\n";
+const char* const kLoginCatched = "ESXiServer::Login error catched\n";
+const char* const kIsPoweredOnCatched = "ESXiServer::IsPoweredOn error catched\n";
+const char* const kAddChildCatched = "ESXiServer::AddVirtualMachine error catched\n";
+const char* const kAddChild = "add child server, id: %s, name: %s\n";
+
+const char* const kShowCommandsSendCall =
+    "m_pSshSession->SendCommand(GET_ESXI_COMMAND(ESX_CMD_SHOW_COMMANDS))";
+const char* const kShowCommandsParseCall =
+    "m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_SHOW_COMMANDS, this)";
+
+}  // namespace
+
+ESXiServer::ESXiServerStructure ESXiServer::m_gESXiServerStructure;
+
+ESXiServer::ESXiServerStructure::ESXiServerStructure() {
+    RegisterCreator("ESXiServer", &ESXiServer::Create);
+    AddChild("Host", new Attr(&ESXiServer::GetHostStr, &ESXiServer::SetHostStr));
+    AddChild("VMs", new Child(&ESXiServer::GetVMsObj, &ESXiServer::GetVMsObj));
+    AddChild("MaintenanceMode",
+             new Attr(&ESXiServer::GetMaintenanceModeStr, &ESXiServer::SetMaintenanceModeStr));
+    AddChild("Reboot", new Attr(&ESXiServer::GetRebootStr, &ESXiServer::SetRebootStr));
+}
+
+ESXiServer::ESXiServer() {
+    try {
+        CreateParserAndSession();
+    } catch (...) {
+        KelTrace(TRACE_ERROR, "ESXiServer", kDefaultCatched);
+    }
+}
+
+ESXiServer::ESXiServer(const Env::String& host, const Env::String& user,
+                       const Env::String& password) {
+    try {
+        SetHost(host);
+        SetUser(user);
+        SetPassword(password);
+        CreateParserAndSession();
+    } catch (...) {
+        KelTrace(TRACE_ERROR, "ESXiServer", kConstructorCatched);
+    }
+}
+
+void ESXiServer::CreateParserAndSession() {
+    m_pParser = new ESXiCliParser();
+    m_pSshSession = new Ssh::SshSession();
+}
+
+ESXiServer::~ESXiServer() {
+    try {
+        delete m_pParser;
+        m_pParser = NULL;
+        delete m_pSshSession;
+        m_pSshSession = NULL;
+    } catch (...) {
+        KelTrace(TRACE_ERROR, "~ESXiServer", kDestructorCatched);
+    }
+}
+
+const Env::XmlObject::XmlObjectStructure& ESXiServer::GetXmlStructure() const {
+    return m_gESXiServerStructure;
+}
+
+int ESXiServer::Init() {
+    int rc = SSH_SUCCESS;
+    try {
+        rc = m_pSshSession->Init();
+        if (rc != SSH_SUCCESS) return rc;
+        return m_pSshSession->RunSshClient(GetHost().c_str(), GetUser().c_str(),
+                                           GetPassword().c_str());
+    } catch (...) {
+        KelTrace(TRACE_ERROR, "Init", kInitCatched);
+        return m_pSshSession->StateToSshcode(static_cast<SshCodes>(rc));
+    }
+}
+
+// Gets through the login dialogue, checks that vim-cmd answers and reads the
+// maintenance state.
+int ESXiServer::Login() {
+    const char* op = "Login";
+    int rc = SSH_SUCCESS;
+    try {
+        char* pResponse = NULL;
+        rc = m_pSshSession->GetResponse(&pResponse);
+        if (rc != SSH_SUCCESS) return StepFailed(op, kGetResponseCall, rc);
+        m_pSshSession->SetState(EXEC_REMOTE);
+        rc = m_pSshSession->SendCommand(GET_ESXI_COMMAND(ESX_CMD_SHOW_COMMANDS));
+        if (rc != SSH_SUCCESS) return StepFailed(op, kShowCommandsSendCall, rc);
+        rc = m_pSshSession->GetResponse(&pResponse);
+        if (rc != SSH_SUCCESS) return StepFailed(op, kGetResponseCall, rc);
+        rc = m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_SHOW_COMMANDS, this);
+        if (rc != SSH_SUCCESS) return StepFailed(op, kShowCommandsParseCall, rc);
+        rc = GetMaintenance();
+        if (rc != SSH_SUCCESS) return StepFailed(op, kGetMaintenanceCall, rc);
+        return SSH_SUCCESS;
+    } catch (...) {
+        KelTrace(TRACE_ERROR, op, kLoginCatched);
+        return m_pSshSession->StateToSshcode(static_cast<SshCodes>(rc));
+    }
+}
+
+// 0 when any VM runs; an empty host counts as running.
+int ESXiServer::IsPoweredOn() {
+    const char* op = "IsPoweredOn";
+    try {
+        int rc = Login();
+        if (rc != SSH_SUCCESS) return StepFailed(op, kLoginCall, rc);
+        rc = GetAllVms();
+        if (rc != SSH_SUCCESS) return StepFailed(op, kGetAllVmsCall, rc);
+        for (Env::XmlObject* item : m_VMs) {
+            rc = static_cast<SshServer*>(item)->IsPoweredOn();
+            if (rc != SSH_VERIFY_ERR) break;
+        }
+        return rc;
+    } catch (...) {
+        KelTrace(TRACE_ERROR, op, kIsPoweredOnCatched);
+        return SSH_INTERNAL_ERR;
+    }
+}
+
+int ESXiServer::AddChild(const Env::String& id, const Env::String& name) {
+    try {
+        KelTrace(TRACE_DEBUG, "AddChild", kAddChild, id.c_str(), name.c_str());
+        VirtualMachineServer* vm = new VirtualMachineServer(m_pSshSession, m_pParser, id, name);
+        vm->SetTimeout(GetTimeout());
+        m_VMs.push_back(vm);
+        return SSH_SUCCESS;
+    } catch (...) {
+        KelTrace(TRACE_ERROR, "AddChild", kAddChildCatched);
+        return SSH_INTERNAL_ERR;
+    }
+}
+
+// Children read from the file borrow the host's session and parser.
+bool ESXiServer::FromXml(const Env::XmlNode* node) {
+    bool result = Env::XmlObject::FromXml(node);
+    for (Env::XmlObject* item : m_VMs) {
+        SshServer* vm = static_cast<SshServer*>(item);
+        vm->SetSession(m_pSshSession);
+        vm->SetParser(m_pParser);
+    }
+    return result;
+}
+
+}  // namespace SshSrv

@@ -1,0 +1,181 @@
+// The host operations behind the modes: listing, maintenance mode, and the
+// suspend and reboot workflows.
+#include "CliParser.h"
+#include "OperationTrace.h"
+#include "SshCommand.h"
+#include "SshServer.h"
+#include "SshSession.h"
+#include "ssh_defines.h"
+
+namespace SshSrv {
+
+namespace {
+
+const char* const kGetAllVmsStart = "get all virtual machines\n";
+const char* const kSuspendDone = "suspend finished successfully\n";
+const char* const kRebootDone = "reboot finished successfully\n";
+
+const char* const kGetAllVmsCatched = "ESXiServer::GetAllVms error catched\n";
+const char* const kGetMaintenanceCatched = "ESXiServer::IsInMaintenanceMode error catched\n";
+const char* const kEnterMaintenanceCatched = "ESXiServer::EnterMaintenance error catched\n";
+const char* const kExitMaintenanceCatched = "ESXiServer::ExitMaintenance error catched\n";
+const char* const kSuspendCatched = "ESXiServer::Suspend error catched\n";
+const char* const kRebootCatched = "ESXiServer::Reboot error catched\n";
+
+const char* const kGetAllVmsSendCall =
+    "m_pSshSession->SendCommand(GET_ESXI_COMMAND(ESX_CMD_GET_ALLVMS))";
+const char* const kGetAllVmsParseCall =
+    "m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_GET_ALLVMS, this)";
+const char* const kGetMaintenanceSendCall =
+    "m_pSshSession->SendCommand(GET_ESXI_COMMAND(ESX_CMD_GET_MAINTENANCE))";
+const char* const kGetMaintenanceParseCall =
+    "m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_GET_MAINTENANCE, this)";
+const char* const kEnterMaintenanceSendCall =
+    "m_pSshSession->SendCommand(GET_ESXI_COMMAND(ESX_CMD_ENTER_MAINTENANCE))";
+const char* const kExitMaintenanceSendCall =
+    "m_pSshSession->SendCommand(GET_ESXI_COMMAND(ESX_CMD_EXIT_MAINTENANCE))";
+const char* const kVmUpdateStatusCall = "pVm->UpdateStatus()";
+const char* const kVmSuspendCall = "pVm->Suspend()";
+const char* const kVmRebootCall = "pVm->Reboot()";
+const char* const kEnterMaintenanceCall = "EnterMaintenance()";
+const char* const kExitMaintenanceCall = "ExitMaintenance()";
+
+// Calls `step` on every VM in list order; the first failure is traced and ends the walk.
+int for_each_vm(Env::XmlObjectList& vms, const char* op, const char* call,
+                int (SshServer::*step)()) {
+    for (Env::XmlObject* item : vms) {
+        SshServer* pVm = static_cast<SshServer*>(item);
+        int rc = (pVm->*step)();
+        if (rc != SSH_SUCCESS) return StepFailed(op, call, rc);
+    }
+    return SSH_SUCCESS;
+}
+
+}  // namespace
+
+// Sends one host command and takes in its reply.
+int ESXiServer::SendAndReceive(const char* op, const Env::String& command, const char* sendText,
+                               char** ppResponse) {
+    int rc = m_pSshSession->SendCommand(command);
+    if (rc != SSH_SUCCESS) return StepFailed(op, sendText, rc);
+    rc = m_pSshSession->GetResponse(ppResponse);
+    if (rc != SSH_SUCCESS) return StepFailed(op, kGetResponseCall, rc);
+    return SSH_SUCCESS;
+}
+
+int ESXiServer::GetAllVms() {
+    const char* op = "GetAllVms";
+    try {
+        KelTrace(TRACE_DEBUG, op, kGetAllVmsStart);
+        char* pResponse = NULL;
+        int rc = SendAndReceive(op, GET_ESXI_COMMAND(ESX_CMD_GET_ALLVMS), kGetAllVmsSendCall,
+                                &pResponse);
+        if (rc != SSH_SUCCESS) return rc;
+        rc = m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_GET_ALLVMS, this);
+        if (rc != SSH_SUCCESS) return StepFailed(op, kGetAllVmsParseCall, rc);
+        return SSH_SUCCESS;
+    } catch (...) {
+        KelTrace(TRACE_ERROR, op, kGetAllVmsCatched);
+        return SSH_INTERNAL_ERR;
+    }
+}
+
+int ESXiServer::GetMaintenance() {
+    const char* op = "GetMaintenance";
+    try {
+        char* pResponse = NULL;
+        int rc = SendAndReceive(op, GET_ESXI_COMMAND(ESX_CMD_GET_MAINTENANCE),
+                                kGetMaintenanceSendCall, &pResponse);
+        if (rc != SSH_SUCCESS) return rc;
+        rc = m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_GET_MAINTENANCE, this);
+        if (rc != SSH_SUCCESS && rc != SSH_VERIFY_ERR) return rc;
+        SetMaintenanceMode(rc == SSH_SUCCESS);
+        return SSH_SUCCESS;
+    } catch (...) {
+        KelTrace(TRACE_ERROR, op, kGetMaintenanceCatched);
+        return SSH_INTERNAL_ERR;
+    }
+}
+
+// Sends an enter/exit command, ignores its reply and confirms the new state.
+int ESXiServer::ChangeMaintenance(const char* op, const Env::String& command,
+                                  const char* sendText, bool wanted) {
+    char* pResponse = NULL;
+    int rc = SendAndReceive(op, command, sendText, &pResponse);
+    if (rc != SSH_SUCCESS) return rc;
+    rc = GetMaintenance();
+    if (rc != SSH_SUCCESS) return StepFailed(op, kGetMaintenanceCall, rc);
+    return GetMaintenanceMode() == wanted ? SSH_SUCCESS : SSH_VERIFY_ERR;
+}
+
+int ESXiServer::EnterMaintenance() {
+    try {
+        return ChangeMaintenance("EnterMaintenance", GET_ESXI_COMMAND(ESX_CMD_ENTER_MAINTENANCE),
+                                 kEnterMaintenanceSendCall, true);
+    } catch (...) {
+        KelTrace(TRACE_ERROR, "EnterMaintenance", kEnterMaintenanceCatched);
+        return SSH_INTERNAL_ERR;
+    }
+}
+
+int ESXiServer::ExitMaintenance() {
+    try {
+        return ChangeMaintenance("ExitMaintenance", GET_ESXI_COMMAND(ESX_CMD_EXIT_MAINTENANCE),
+                                 kExitMaintenanceSendCall, false);
+    } catch (...) {
+        KelTrace(TRACE_ERROR, "ExitMaintenance", kExitMaintenanceCatched);
+        return SSH_INTERNAL_ERR;
+    }
+}
+
+// suspend_vms: stop the running VMs, mark them and enter maintenance mode. A
+// host already in maintenance mode is left alone.
+int ESXiServer::Suspend() {
+    const char* op = "Suspend";
+    int rc = SSH_SUCCESS;
+    try {
+        rc = Login();
+        if (rc != SSH_SUCCESS) return StepFailed(op, kLoginCall, rc);
+        rc = GetAllVms();
+        if (rc != SSH_SUCCESS) return StepFailed(op, kGetAllVmsCall, rc);
+        rc = for_each_vm(m_VMs, op, kVmUpdateStatusCall, &SshServer::UpdateStatus);
+        if (rc != SSH_SUCCESS) return rc;
+        if (!GetMaintenanceMode()) {
+            rc = for_each_vm(m_VMs, op, kVmSuspendCall, &SshServer::Suspend);
+            if (rc != SSH_SUCCESS) return rc;
+            rc = EnterMaintenance();
+            if (rc != SSH_SUCCESS) return StepFailed(op, kEnterMaintenanceCall, rc);
+            SetReboot(true);
+        }
+        KelTrace(TRACE_DEBUG, op, kSuspendDone);
+        return rc;
+    } catch (...) {
+        KelTrace(TRACE_ERROR, op, kSuspendCatched);
+        return m_pSshSession->StateToSshcode(static_cast<SshCodes>(rc));
+    }
+}
+
+// reboot_vms: leave maintenance mode and power on the VMs marked by an earlier
+// suspend run. The flag is cleared before the first VM is started.
+int ESXiServer::Reboot() {
+    const char* op = "Reboot";
+    int rc = SSH_SUCCESS;
+    try {
+        rc = Login();
+        if (rc != SSH_SUCCESS) return StepFailed(op, kLoginCall, rc);
+        if (GetReboot()) {
+            rc = ExitMaintenance();
+            if (rc != SSH_SUCCESS) return StepFailed(op, kExitMaintenanceCall, rc);
+            SetReboot(false);
+            rc = for_each_vm(m_VMs, op, kVmRebootCall, &SshServer::Reboot);
+            if (rc != SSH_SUCCESS) return rc;
+        }
+        KelTrace(TRACE_DEBUG, op, kRebootDone);
+        return rc;
+    } catch (...) {
+        KelTrace(TRACE_ERROR, op, kRebootCatched);
+        return m_pSshSession->StateToSshcode(static_cast<SshCodes>(rc));
+    }
+}
+
+}  // namespace SshSrv

@@ -1,0 +1,50 @@
+#include "SshServer.h"
+
+#include "XmlObjBuilder.h"
+#include "XmlObjectDefs.h"
+#include "ssh_defines.h"
+
+namespace SshSrv {
+
+namespace {
+
+typedef Env::XmlAttrInvoker<SshServer> Attr;
+
+}  // namespace
+
+SshServer::SshServerStructure SshServer::m_gSshServerStructure;
+
+SshServer::SshServerStructure::SshServerStructure() {
+    RegisterCreator("SshServer", &SshServer::Create);
+    AddChild("Name", new Attr(&SshServer::GetNameStr, &SshServer::SetNameStr));
+    AddChild("Status", new Attr(&SshServer::GetStatusStr, &SshServer::SetStatusStr));
+}
+
+void SshServer::SshServerStructure::RegisterCreator(const char* name,
+                                                    Env::XmlObject* (*creator)()) {
+    Env::XmlObjBuilder* builder = Env::Singleton<Env::XmlObjBuilder>::GetInstance();
+    if (builder != NULL) builder->RegisterCreator(name, creator);
+}
+
+SshServer::SshServer() : m_pParser(NULL), m_pSshSession(NULL) {}
+
+SshServer::SshServer(Ssh::SshSession* pSession, CliParser* pParser, const Env::String& name)
+    : m_pParser(pParser), m_pSshSession(pSession) {
+    SetName(name);
+}
+
+const Env::XmlObject::XmlObjectStructure& SshServer::GetXmlStructure() const {
+    return m_gSshServerStructure;
+}
+
+// The operations a concrete server does not support.
+int SshServer::Login() { return SSH_INTERNAL_ERR; }
+int SshServer::Suspend() { return SSH_INTERNAL_ERR; }
+int SshServer::Reboot() { return SSH_INTERNAL_ERR; }
+int SshServer::PowerOn() { return SSH_INTERNAL_ERR; }
+int SshServer::IsPoweredOn() { return SSH_INTERNAL_ERR; }
+int SshServer::PowerOff() { return SSH_INTERNAL_ERR; }
+int SshServer::UpdateStatus() { return SSH_INTERNAL_ERR; }
+int SshServer::AddChild(const Env::String&, const Env::String&) { return SSH_INTERNAL_ERR; }
+
+}  // namespace SshSrv

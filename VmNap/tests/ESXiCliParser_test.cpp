@@ -1,0 +1,245 @@
+#include "ESXiCliParser.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "SshCommand.h"
+#include "SshServer.h"
+#include "kel-tools-trace.h"
+#include "ssh_defines.h"
+
+namespace {
+
+using SshSrv::ESXiCommand;
+
+// Records what the parser writes into its owner.
+class RecordingServer : public SshSrv::SshServer {
+public:
+    std::vector<std::pair<std::string, std::string>> children;
+    int AddChild(const Env::String& id, const Env::String& name) override {
+        children.emplace_back(id, name);
+        return SSH_SUCCESS;
+    }
+};
+
+typedef std::vector<std::pair<std::string, std::string>> Children;
+
+std::string StdoutOf(void (*body)()) {
+    testing::internal::CaptureStdout();
+    body();
+    fflush(stdout);
+    return testing::internal::GetCapturedStdout();
+}
+
+// A getallvms reply as the session hands it over: echo cut, CR LF, prompt.
+const char kTwoVms[] =
+    "Vmid    Name                 File                      Guest OS          Version   Annotation\r\n"
+    "1      VM1      [datastore1] VM1/VM1.vmx           rhel6_64Guest           vmx-08              \r\n"
+    "12     web      [datastore1] web/web.vmx           windows7Server64Guest   vmx-08              \r\n"
+    "\r\n"
+    "~ # ";
+
+TEST(ESXiCliParserAllVms, OneChildPerRowInOrder) {
+    SshSrv::ESXiCliParser parser;
+    RecordingServer owner;
+    EXPECT_EQ(SSH_SUCCESS, parser.Parse(kTwoVms, ESXiCommand::ESX_CMD_GET_ALLVMS, &owner));
+    EXPECT_EQ((Children{{"1", "VM1"}, {"12", "web"}}), owner.children);
+}
+
+TEST(ESXiCliParserAllVms, NameWithBlanksKeepsItsFirstWord) {
+    SshSrv::ESXiCliParser parser;
+    RecordingServer owner;
+    parser.Parse("Vmid   Name   File\r\n12     my vm   [ds 2] my vm/my vm.vmx   otherGuest   vmx-08\r\n~ # ",
+                 ESXiCommand::ESX_CMD_GET_ALLVMS, &owner);
+    EXPECT_EQ((Children{{"12", "my"}}), owner.children);
+}
+
+TEST(ESXiCliParserAllVms, NoteLinesAndEchoBecomeChildrenToo) {
+    SshSrv::ESXiCliParser parser;
+    RecordingServer owner;
+    parser.Parse("vim-cmd vmsvc/getallvms\r\n"
+                 "Vmid   Name   File   Guest OS   Version   Annotation\r\n"
+                 "3      db     [ds] db/db.vmx   otherGuest   vmx-08    first line\r\n"
+                 "second line\r\n"
+                 "~ # ",
+                 ESXiCommand::ESX_CMD_GET_ALLVMS, &owner);
+    EXPECT_EQ((Children{{"vim-cmd", "vmsvc/getallvms"}, {"3", "db"}, {"second", "line"}}),
+              owner.children);
+}
+
+TEST(ESXiCliParserAllVms, WithoutOwnerNothingIsAddedAndItSucceeds) {
+    SshSrv::ESXiCliParser parser;
+    EXPECT_EQ(SSH_SUCCESS, parser.Parse(kTwoVms, ESXiCommand::ESX_CMD_GET_ALLVMS, nullptr));
+    EXPECT_EQ(SSH_INTERNAL_ERR, parser.ParseGetAllVmsLine("1 a"));
+}
+
+TEST(ESXiCliParserAllVms, ErrorTextAnywhereFailsTheWholeReply) {
+    SshSrv::ESXiCliParser parser;
+    RecordingServer owner;
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR,
+              parser.Parse("Vmid   Name   File\r\n1   notfound-vm   [ds] x.vmx\r\n"
+                           "2   b   [ds] b.vmx   note: file not found\r\n~ # ",
+                           ESXiCommand::ESX_CMD_GET_ALLVMS, &owner));
+    EXPECT_TRUE(owner.children.empty());
+}
+
+TEST(ESXiCliParserAllVms, HeaderRowNeedsAllThreeTitles) {
+    SshSrv::ESXiCliParser parser;
+    RecordingServer owner;
+    parser.Parse("Vmid Name\r\n~ # ", ESXiCommand::ESX_CMD_GET_ALLVMS, &owner);
+    EXPECT_EQ((Children{{"Vmid", "Name"}}), owner.children);
+}
+
+TEST(ESXiCliParserStatus, PowerStateLineBecomesTheStatus) {
+    SshSrv::ESXiCliParser parser;
+    RecordingServer owner;
+    EXPECT_EQ(SSH_SUCCESS, parser.Parse("Retrieved runtime info\r\nPowered off\r\n~ # ",
+                                        ESXiCommand::ESX_CMD_GET_VMSTATUS, &owner));
+    EXPECT_EQ("Powered off", owner.GetStatus());
+}
+
+TEST(ESXiCliParserStatus, TrailingBlanksAreKept) {
+    SshSrv::ESXiCliParser parser;
+    RecordingServer owner;
+    parser.Parse("Retrieved runtime info\r\nPowered on \r\n~ # ",
+                 ESXiCommand::ESX_CMD_GET_VMSTATUS, &owner);
+    EXPECT_EQ("Powered on ", owner.GetStatus());
+}
+
+TEST(ESXiCliParserStatus, SuspendedCountsAndTheLastMatchWins) {
+    SshSrv::ESXiCliParser parser;
+    RecordingServer owner;
+    parser.Parse("Powered on\r\nSuspended\r\n~ # ", ESXiCommand::ESX_CMD_GET_VMSTATUS, &owner);
+    EXPECT_EQ("Suspended", owner.GetStatus());
+}
+
+TEST(ESXiCliParserStatus, ReplyWithoutStateLeavesTheStatus) {
+    SshSrv::ESXiCliParser parser;
+    RecordingServer owner;
+    owner.SetStatus("Suspended");
+    EXPECT_EQ(SSH_SUCCESS, parser.Parse("Retrieved runtime info\r\n~ # ",
+                                        ESXiCommand::ESX_CMD_GET_VMSTATUS, &owner));
+    EXPECT_EQ("Suspended", owner.GetStatus());
+}
+
+TEST(ESXiCliParserStatus, LineHandlerAlwaysAnswersInternalError) {
+    SshSrv::ESXiCliParser parser;
+    RecordingServer owner;
+    parser.Parse("", ESXiCommand::ESX_CMD_GET_VMSTATUS, &owner);
+    EXPECT_EQ(SSH_INTERNAL_ERR, parser.ParseGetVmStatusLine("Powered on"));
+    EXPECT_EQ("Powered on", owner.GetStatus());
+    EXPECT_EQ(SSH_INTERNAL_ERR, parser.ParseGetVmStatusLine("other"));
+}
+
+TEST(ESXiCliParserPower, ProgressWithoutPromptIsInProgress) {
+    SshSrv::ESXiCliParser parser;
+    EXPECT_EQ(SSH_PARSER_IN_PROGRESS,
+              parser.Parse("Suspending VM:", ESXiCommand::ESX_CMD_SUSPEND_VM, nullptr));
+    EXPECT_EQ(SSH_PARSER_IN_PROGRESS,
+              parser.Parse("Powering on VM:", ESXiCommand::ESX_CMD_POWERON_VM, nullptr));
+    EXPECT_EQ(SSH_PARSER_IN_PROGRESS,
+              parser.Parse("Powering off VM:", ESXiCommand::ESX_CMD_POWEROFF_VM, nullptr));
+}
+
+TEST(ESXiCliParserPower, PromptMeansDone) {
+    SshSrv::ESXiCliParser parser;
+    EXPECT_EQ(SSH_SUCCESS,
+              parser.Parse("Suspending VM:\r\n~ # ", ESXiCommand::ESX_CMD_SUSPEND_VM, nullptr));
+    EXPECT_EQ(SSH_SUCCESS, parser.Parse("~ # ", ESXiCommand::ESX_CMD_POWERON_VM, nullptr));
+}
+
+TEST(ESXiCliParserPower, MarkerOfAnotherCommandIsAFailure) {
+    SshSrv::ESXiCliParser parser;
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR,
+              parser.Parse("Powering on VM:", ESXiCommand::ESX_CMD_SUSPEND_VM, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("", ESXiCommand::ESX_CMD_SUSPEND_VM, nullptr));
+}
+
+TEST(ESXiCliParserPower, ErrorReplyFailsEvenWithThePrompt) {
+    kel_set_trace(TRACE_MODE_DEBUG);
+    SshSrv::ESXiCliParser parser;
+    std::string out = StdoutOf([] {
+        SshSrv::ESXiCliParser p;
+        EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR,
+                  p.Parse("(vim.fault.NotFound) {\r\n   msg = \"Unable to find\",\r\n}\r\n"
+                          "-sh: x: not found\r\n~ # ",
+                          ESXiCommand::ESX_CMD_SUSPEND_VM, nullptr));
+    });
+    EXPECT_NE(std::string::npos, out.find("response contains error\n"));
+    EXPECT_NE(std::string::npos, out.find("ESXi vim-cmd command failed\n"));
+}
+
+TEST(ESXiCliParserErrors, EachErrorTextIsRecognised) {
+    SshSrv::ESXiCliParser parser;
+    EXPECT_TRUE(parser.HasError("-sh: foo: not found"));
+    EXPECT_TRUE(parser.HasError("Invalid command 'x'"));
+    EXPECT_TRUE(parser.HasError("sh: syntax error: unexpected"));
+    EXPECT_FALSE(parser.HasError("Not Found"));
+    EXPECT_FALSE(parser.HasError("syntax error"));
+}
+
+TEST(ESXiCliParserMaintenance, FalseTrueAndMissing) {
+    SshSrv::ESXiCliParser parser;
+    int id = ESXiCommand::ESX_CMD_GET_MAINTENANCE;
+    EXPECT_EQ(SSH_VERIFY_ERR, parser.Parse("      inMaintenanceMode = false,\r\n~ # ", id, nullptr));
+    EXPECT_EQ(SSH_SUCCESS, parser.Parse("      inMaintenanceMode = true,\r\n~ # ", id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("true\r\n~ # ", id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("inMaintenanceMode = ?\r\n~ # ", id, nullptr));
+}
+
+TEST(ESXiCliParserMaintenance, TrueAnywhereWinsOverFalse) {
+    SshSrv::ESXiCliParser parser;
+    EXPECT_EQ(SSH_SUCCESS, parser.Parse("inMaintenanceMode = false,\r\nx = true\r\n~ # ",
+                                        ESXiCommand::ESX_CMD_GET_MAINTENANCE, nullptr));
+}
+
+TEST(ESXiCliParserShowCommands, NeedsTheListingTitle) {
+    SshSrv::ESXiCliParser parser;
+    int id = ESXiCommand::ESX_CMD_SHOW_COMMANDS;
+    EXPECT_EQ(SSH_SUCCESS,
+              parser.Parse("Commands available under /:\r\nhbrsvc/  vmsvc/\r\n~ # ", id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("~ # ", id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR,
+              parser.Parse("-sh: vim-cmd: not found\r\n~ # ", id, nullptr));
+}
+
+TEST(ESXiCliParserLines, PromptLineIsSkippedSilently) {
+    kel_set_trace(TRACE_MODE_DEBUG);
+    std::string out = StdoutOf([] {
+        SshSrv::ESXiCliParser p;
+        RecordingServer owner;
+        p.Parse("~ # ", ESXiCommand::ESX_CMD_GET_ALLVMS, &owner);
+        EXPECT_TRUE(owner.children.empty());
+    });
+    EXPECT_EQ(std::string::npos, out.find("parse line"));
+}
+
+TEST(ESXiCliParserLines, OtherCommandsCannotBeParsedByLine) {
+    kel_set_trace(TRACE_MODE_DEBUG);
+    std::string out = StdoutOf([] {
+        SshSrv::ESXiCliParser p;
+        EXPECT_EQ(SSH_INTERNAL_ERR,
+                  p.Parse("'vim.Task:haTask-ha-host'\r\n~ # ",
+                          ESXiCommand::ESX_CMD_ENTER_MAINTENANCE, nullptr));
+    });
+    EXPECT_NE(std::string::npos, out.find("trace> ParseLine: parse line: 'vim.Task:haTask-ha-host'\n"));
+    EXPECT_NE(std::string::npos,
+              out.find("ParseLine: can't parse response line: unknown command type\n"));
+}
+
+TEST(ESXiCliParserLines, EachParsedLineIsTraced) {
+    kel_set_trace(TRACE_MODE_DEBUG);
+    std::string out = StdoutOf([] {
+        SshSrv::ESXiCliParser p;
+        RecordingServer owner;
+        p.Parse("Retrieved runtime info\r\nPowered on\r\n~ # ",
+                ESXiCommand::ESX_CMD_GET_VMSTATUS, &owner);
+    });
+    EXPECT_NE(std::string::npos, out.find("parse line: Retrieved runtime info\n"));
+    EXPECT_NE(std::string::npos, out.find("vm status found: Powered on\n"));
+}
+
+}  // namespace
