@@ -1,0 +1,113 @@
+// The state file's text form.
+#include "state_text.h"
+
+#include <gtest/gtest.h>
+
+namespace esxisim {
+namespace {
+
+const char kTwoVms[] =
+    "# a comment\n"
+    "hostname esx01\n"
+    "prompt bracket\n"
+    "maintenance yes\n"
+    "refuse_maintenance_while_running yes\n"
+    "task_counter 213709113\n"
+    "\n"
+    "vm 12\n"
+    "name my vm\n"
+    "file [datastore 2] my vm/my vm.vmx\n"
+    "guest otherLinux64Guest\n"
+    "version vmx-08\n"
+    "power suspended\n"
+    "note first line  \n"
+    "note \n"
+    "note third\n"
+    "refuse_suspend yes\n"
+    "suspend_seconds 3\n"
+    "vm 3\n"
+    "power on\n";
+
+TEST(StateTextTest, ReadsHostKeysAndMachines) {
+    HostState host;
+    std::string error;
+    ASSERT_TRUE(ParseState(kTwoVms, &host, &error)) << error;
+    EXPECT_EQ("esx01", host.hostname);
+    EXPECT_EQ(PromptStyle::kBracket, host.prompt);
+    EXPECT_TRUE(host.in_maintenance);
+    EXPECT_TRUE(host.refuse_maintenance_while_running);
+    EXPECT_EQ(213709113, host.task_counter);
+    ASSERT_EQ(2u, host.vms.size());
+    const VmState& vm = host.vms[0];
+    EXPECT_EQ("12", vm.id);
+    EXPECT_EQ("my vm", vm.name);
+    EXPECT_EQ("[datastore 2] my vm/my vm.vmx", vm.file);
+    EXPECT_EQ("otherLinux64Guest", vm.guest_os);
+    EXPECT_EQ("vmx-08", vm.version);
+    EXPECT_EQ(PowerState::kSuspended, vm.power);
+    EXPECT_EQ("first line  \n\nthird", vm.note);
+    EXPECT_TRUE(vm.refuse_suspend);
+    EXPECT_EQ(3, vm.suspend_seconds);
+    EXPECT_EQ(PowerState::kOn, host.vms[1].power);
+}
+
+TEST(StateTextTest, MissingKeysKeepDefaults) {
+    HostState host;
+    std::string error;
+    ASSERT_TRUE(ParseState("vm 1\n", &host, &error)) << error;
+    EXPECT_EQ("localhost", host.hostname);
+    EXPECT_EQ(PromptStyle::kBusybox, host.prompt);
+    EXPECT_FALSE(host.in_maintenance);
+    EXPECT_EQ(PowerState::kOff, host.vms[0].power);
+    EXPECT_FALSE(host.vms[0].refuse_suspend);
+    EXPECT_EQ(0, host.vms[0].suspend_seconds);
+}
+
+TEST(StateTextTest, FormatReadsBackToTheSameHost) {
+    HostState host;
+    std::string error;
+    ASSERT_TRUE(ParseState(kTwoVms, &host, &error));
+    host.vms[1].note = "ends in a line feed\n";
+    HostState again;
+    ASSERT_TRUE(ParseState(FormatState(host), &again, &error)) << error;
+    EXPECT_EQ(FormatState(host), FormatState(again));
+    EXPECT_EQ("first line  \n\nthird", again.vms[0].note);
+    EXPECT_EQ("ends in a line feed\n", again.vms[1].note);
+}
+
+TEST(StateTextTest, CarriageReturnsAtLineEndsAreIgnored) {
+    HostState host;
+    std::string error;
+    ASSERT_TRUE(ParseState("vm 7\r\nname web\r\npower on\r\n", &host, &error)) << error;
+    EXPECT_EQ("web", host.vms[0].name);
+    EXPECT_EQ(PowerState::kOn, host.vms[0].power);
+}
+
+struct BadText {
+    const char* text;
+    const char* error;
+};
+
+class StateTextErrorTest : public ::testing::TestWithParam<BadText> {};
+
+TEST_P(StateTextErrorTest, NamesTheLineAndTheReason) {
+    HostState host;
+    std::string error;
+    EXPECT_FALSE(ParseState(GetParam().text, &host, &error));
+    EXPECT_EQ(GetParam().error, error);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    BadLines, StateTextErrorTest,
+    ::testing::Values(BadText{"colour blue\n", "line 1: unknown key colour"},
+                      BadText{"name orphan\n", "line 1: unknown key name"},
+                      BadText{"vm 1\npower paused\n", "line 2: bad value for power"},
+                      BadText{"maintenance maybe\n", "line 1: bad value for maintenance"},
+                      BadText{"vm 1\nvm 1\n", "line 2: duplicate vm 1"},
+                      BadText{"vm\n", "line 1: vm without id"},
+                      BadText{"note lost\n", "line 1: note outside a vm"},
+                      BadText{"vm 1\nsuspend_seconds -1\n", "line 2: bad value for suspend_seconds"},
+                      BadText{"prompt fancy\n", "line 1: bad value for prompt"}));
+
+}  // namespace
+}  // namespace esxisim
