@@ -1,5 +1,7 @@
 #include "XmlObjectList.h"
 
+#include <memory>
+
 #include "XmlObjBuilder.h"
 #include "kel-tools-trace.h"
 
@@ -76,17 +78,15 @@ bool XmlObjectList::FromXml(const XmlNode* node) {
 }
 
 // Creates the item named by the element's tag and appends it. An element that
-// names no registered class is skipped; an item that fails to read is deleted.
+// names no registered class is skipped; an item that fails to read (or throws)
+// is deleted.
 bool XmlObjectList::ReadItem(const XmlNode* element) {
     XmlObjBuilder* builder = Singleton<XmlObjBuilder>::GetInstance();
     if (builder == nullptr) return true;
-    XmlObject* item = builder->Create(element->Name());
+    std::unique_ptr<XmlObject> item(builder->Create(element->Name()));
     if (item == nullptr) return true;
-    if (!item->FromXml(element)) {
-        delete item;
-        return false;
-    }
-    push_back(item);
+    if (!item->FromXml(element)) return false;
+    push_back(item.release());
     return true;
 }
 
