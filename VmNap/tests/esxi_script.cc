@@ -62,3 +62,8 @@ EsxiScript& EsxiScript::ExitAfter(const std::string& command) {
     lines_.push_back("exit 0");
     return *this;
 }
+
+EsxiScript& EsxiScript::Raw(const std::string& line) {
+    lines_.push_back(line);
+    return *this;
+}

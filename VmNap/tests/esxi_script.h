@@ -17,6 +17,7 @@ public:
     // The same without the prompt at the end.
     EsxiScript& AnswerWithoutPrompt(const std::string& command, const std::string& output);
     EsxiScript& Print(const std::string& text);
+    EsxiScript& Raw(const std::string& line);  // a script line as it stands
     EsxiScript& Sleep(double seconds);
     EsxiScript& Wait();  // stays silent until it is terminated
     // Waits for `command` and then ends the client without answering.

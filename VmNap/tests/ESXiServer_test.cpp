@@ -1,0 +1,287 @@
+// The host object against the stand-in client: login, listing, maintenance
+// mode and the suspend and reboot workflows.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "SshServer.h"
+#include "SshSession.h"
+#include "esxi_script.h"
+#include "fake_plink_dir.h"
+#include "kel-tools-trace.h"
+#include "ssh_defines.h"
+
+namespace {
+
+using SshSrv::ESXiServer;
+using SshSrv::VirtualMachineServer;
+
+const char kShow[] = "vim-cmd\n";
+const char kMaint[] = "vim-cmd hostsvc/hostsummary | grep inMaintenanceMode\n";
+const char kAllVms[] = "vim-cmd vmsvc/getallvms\n";
+const char kEnter[] = "vim-cmd hostsvc/maintenance_mode_enter\n";
+const char kExit[] = "vim-cmd hostsvc/maintenance_mode_exit\n";
+const char kEnterTask[] = "'vim.Task:haTask-ha-host-vim.HostSystem.enterMaintenanceMode-20'\n";
+const char kExitTask[] = "'vim.Task:haTask-ha-host-vim.HostSystem.exitMaintenanceMode-18'\n";
+
+std::string State(const std::string& id) { return "vim-cmd vmsvc/power.getstate " + id + "\n"; }
+std::string SuspendCmd(const std::string& id) { return "vim-cmd vmsvc/power.suspend " + id + "\n"; }
+std::string PowerOnCmd(const std::string& id) { return "vim-cmd vmsvc/power.on " + id + "\n"; }
+
+const char kThreeVms[] =
+    "Vmid   Name    File                  Guest OS        Version   Annotation\n"
+    "1      web     [ds1] web/web.vmx     centos64Guest   vmx-08              \n"
+    "2      db      [ds1] db/db.vmx       centos64Guest   vmx-08              \n"
+    "3      mail    [ds1] mail/mail.vmx   centos64Guest   vmx-08              \n";
+
+const char kNoVms[] = "Vmid   Name   File   Guest OS   Version   Annotation\n";
+
+// Login as the session does it: password, vim-cmd, maintenance query.
+EsxiScript LoggedIn(bool maintenance) {
+    EsxiScript s;
+    s.Login("root", "secret")
+        .Answer(kShow, EsxiScript::kShowCommands)
+        .Answer(kMaint, EsxiScript::Maintenance(maintenance));
+    return s;
+}
+
+// A host object started against the scripted client in a temp directory.
+class HostTest : public testing::Test {
+protected:
+    void Start(const EsxiScript& script) {
+        kel_set_trace(TRACE_MODE_DEBUG);
+        dir_.WriteScript(script.lines());
+        dir_.Enter();
+        host_.reset(new ESXiServer("host", "root", "secret"));
+        ASSERT_EQ(SSH_SUCCESS, host_->Init());
+        testing::internal::CaptureStdout();
+    }
+    // Ends the client, as destroying the host would, and returns what it received.
+    std::string Finish() {
+        fflush(stdout);
+        trace_ = testing::internal::GetCapturedStdout();
+        host_->GetSession()->CloseSession();
+        dir_.Leave();
+        return dir_.Received();
+    }
+    VirtualMachineServer* Vm(int index) {
+        int i = 0;
+        for (Env::XmlObject* item : host_->GetVMs())
+            if (i++ == index) return static_cast<VirtualMachineServer*>(item);
+        return nullptr;
+    }
+    bool Traced(const std::string& text) const { return trace_.find(text) != std::string::npos; }
+
+    FakePlinkDir dir_;
+    std::unique_ptr<ESXiServer> host_;
+    std::string trace_;
+};
+
+TEST_F(HostTest, LoginReadsTheMaintenanceState) {
+    Start(LoggedIn(true).Wait());
+    EXPECT_EQ(SSH_SUCCESS, host_->Login());
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaint, Finish());
+    EXPECT_TRUE(host_->GetMaintenanceMode());
+    EXPECT_EQ(EXEC_REMOTE, host_->GetSession()->GetState());
+}
+
+TEST_F(HostTest, WrongPasswordFailsBeforeAnyCommand) {
+    Start(EsxiScript()
+              .Print("root@host's password: ")
+              .Raw("expect secret\\n")
+              .Sleep(1)
+              .Print("Access denied\r\nroot@host's password: ")
+              .Wait());
+    EXPECT_EQ(SSH_AUTH_ERR, host_->Login());
+    EXPECT_EQ("secret\n", Finish());
+    EXPECT_TRUE(Traced("trace> Login: m_pSshSession->GetResponse(&pResponse) failed, error code - 6\n"));
+}
+
+TEST_F(HostTest, UnrecognisedShellFailsTheLogin) {
+    Start(EsxiScript().Login("root", "secret").Answer(kShow, "-sh: vim-cmd: not found\n").Wait());
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, host_->Login());
+    EXPECT_EQ(std::string("secret\n") + kShow, Finish());
+    EXPECT_TRUE(Traced("trace> Login: m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_SHOW_COMMANDS, "
+                       "this) failed, error code - 11\n"));
+}
+
+TEST_F(HostTest, UnreadableMaintenanceStateKeepsTheFlag) {
+    Start(EsxiScript()
+              .Login("root", "secret")
+              .Answer(kShow, EsxiScript::kShowCommands)
+              .Answer(kMaint, "")
+              .Wait());
+    host_->SetMaintenanceMode(true);
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, host_->Login());
+    Finish();
+    EXPECT_TRUE(host_->GetMaintenanceMode());
+    EXPECT_TRUE(Traced("trace> Login: GetMaintenance() failed, error code - 11\n"));
+}
+
+TEST_F(HostTest, EmptyHostCountsAsPoweredOn) {
+    Start(LoggedIn(false).Answer(kAllVms, kNoVms).Wait());
+    EXPECT_EQ(SSH_SUCCESS, host_->IsPoweredOn());
+    Finish();
+}
+
+TEST_F(HostTest, HostWithAllVmsOffIsNotPoweredOn) {
+    Start(LoggedIn(false)
+              .Answer(kAllVms, "Vmid Name File\n1 a x\n2 b y\n")
+              .Answer(State("1"), EsxiScript::PowerState("Powered off"))
+              .Answer(State("2"), EsxiScript::PowerState("Suspended"))
+              .Wait());
+    EXPECT_EQ(SSH_VERIFY_ERR, host_->IsPoweredOn());
+    Finish();
+}
+
+TEST_F(HostTest, OneRunningVmMakesTheHostPoweredOn) {
+    Start(LoggedIn(false)
+              .Answer(kAllVms, "Vmid Name File\n1 a x\n2 b y\n")
+              .Answer(State("1"), EsxiScript::PowerState("Powered on"))
+              .Wait());
+    EXPECT_EQ(SSH_SUCCESS, host_->IsPoweredOn());
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaint + kAllVms + State("1"), Finish());
+}
+
+TEST_F(HostTest, SuspendOnEmptyHostEntersMaintenance) {
+    Start(LoggedIn(false)
+              .Answer(kAllVms, kNoVms)
+              .Answer(kEnter, kEnterTask)
+              .Answer(kMaint, EsxiScript::Maintenance(true))
+              .Wait());
+    EXPECT_EQ(SSH_SUCCESS, host_->Suspend());
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaint + kAllVms + kEnter + kMaint, Finish());
+    EXPECT_TRUE(host_->GetReboot());
+    EXPECT_TRUE(host_->GetMaintenanceMode());
+    EXPECT_TRUE(Traced("trace> Suspend: suspend finished successfully\n"));
+}
+
+TEST_F(HostTest, SuspendStopsAtTheFirstVmThatFails) {
+    Start(LoggedIn(false)
+              .Answer(kAllVms, kThreeVms)
+              .Answer(State("1"), EsxiScript::PowerState("Powered on"))
+              .Answer(State("2"), EsxiScript::PowerState("Powered on"))
+              .Answer(State("3"), EsxiScript::PowerState("Powered on"))
+              .Answer(SuspendCmd("1"), "Suspending VM:\n")
+              .Answer(State("1"), EsxiScript::PowerState("Suspended"))
+              .Answer(SuspendCmd("2"), "Suspending VM:\n(vim.fault.InvalidState) {\n   msg = "
+                                       "\"The operation is not allowed in the current state.\",\n}\n")
+              .Answer(State("2"), EsxiScript::PowerState("Powered on"))
+              .Wait());
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, host_->Suspend());
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaint + kAllVms + State("1") + State("2") +
+                  State("3") + SuspendCmd("1") + State("1") + SuspendCmd("2") + State("2"),
+              Finish());
+    EXPECT_EQ("to reboot", Vm(0)->GetRebootStatus());
+    EXPECT_EQ("", Vm(1)->GetRebootStatus());
+    EXPECT_EQ("Powered on", Vm(2)->GetStatus());
+    EXPECT_FALSE(host_->GetReboot());
+    EXPECT_FALSE(host_->GetMaintenanceMode());
+    EXPECT_TRUE(Traced("trace> Suspend: pVm->Suspend() failed, error code - 11\n"));
+}
+
+TEST_F(HostTest, SuspendLeavesAHostInMaintenanceAlone) {
+    Start(LoggedIn(true)
+              .Answer(kAllVms, "Vmid Name File\n1 a x\n")
+              .Answer(State("1"), EsxiScript::PowerState("Powered on"))
+              .Wait());
+    EXPECT_EQ(SSH_SUCCESS, host_->Suspend());
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaint + kAllVms + State("1"), Finish());
+    EXPECT_FALSE(host_->GetReboot());
+    EXPECT_EQ("", Vm(0)->GetRebootStatus());
+}
+
+TEST_F(HostTest, HostThatStaysOutOfMaintenanceFailsTheSuspend) {
+    Start(LoggedIn(false)
+              .Answer(kAllVms, kNoVms)
+              .Answer(kEnter, "(vim.fault.InvalidState) {\n   msg = \"refused\",\n}\n")
+              .Answer(kMaint, EsxiScript::Maintenance(false))
+              .Wait());
+    EXPECT_EQ(SSH_VERIFY_ERR, host_->Suspend());
+    Finish();
+    EXPECT_FALSE(host_->GetReboot());
+    EXPECT_TRUE(Traced("trace> Suspend: EnterMaintenance() failed, error code - 13\n"));
+}
+
+TEST_F(HostTest, RebootWithoutTheFlagOnlyLogsIn) {
+    Start(LoggedIn(true).Wait());
+    host_->AddChild("1", "web");
+    Vm(0)->SetRebootStatus("to reboot");
+    EXPECT_EQ(SSH_SUCCESS, host_->Reboot());
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaint, Finish());
+    EXPECT_TRUE(Traced("trace> Reboot: reboot finished successfully\n"));
+}
+
+TEST_F(HostTest, RebootStartsOnlyMarkedVms) {
+    Start(LoggedIn(true)
+              .Answer(kExit, kExitTask)
+              .Answer(kMaint, EsxiScript::Maintenance(false))
+              .Answer(PowerOnCmd("2"), "Powering on VM:\n")
+              .Answer(State("2"), EsxiScript::PowerState("Powered on"))
+              .Wait());
+    host_->SetReboot(true);
+    host_->AddChild("1", "a");
+    host_->AddChild("2", "b");
+    host_->AddChild("3", "c");
+    Vm(0)->SetRebootStatus("rebooted");
+    Vm(1)->SetRebootStatus("to reboot");
+    EXPECT_EQ(SSH_SUCCESS, host_->Reboot());
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaint + kExit + kMaint + PowerOnCmd("2") +
+                  State("2"),
+              Finish());
+    EXPECT_FALSE(host_->GetReboot());
+    EXPECT_FALSE(host_->GetMaintenanceMode());
+    EXPECT_EQ("rebooted", Vm(1)->GetRebootStatus());
+    EXPECT_EQ("", Vm(2)->GetRebootStatus());
+}
+
+TEST_F(HostTest, HostThatStaysInMaintenanceKeepsTheRebootFlag) {
+    Start(LoggedIn(true)
+              .Answer(kExit, kExitTask)
+              .Answer(kMaint, EsxiScript::Maintenance(true))
+              .Wait());
+    host_->SetReboot(true);
+    host_->AddChild("1", "a");
+    Vm(0)->SetRebootStatus("to reboot");
+    EXPECT_EQ(SSH_VERIFY_ERR, host_->Reboot());
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaint + kExit + kMaint, Finish());
+    EXPECT_TRUE(host_->GetReboot());
+    EXPECT_EQ("to reboot", Vm(0)->GetRebootStatus());
+    EXPECT_TRUE(Traced("trace> Reboot: ExitMaintenance() failed, error code - 13\n"));
+}
+
+TEST_F(HostTest, FailedPowerOnHasAlreadyClearedTheRebootFlag) {
+    Start(LoggedIn(true)
+              .Answer(kExit, kExitTask)
+              .Answer(kMaint, EsxiScript::Maintenance(false))
+              .Answer(PowerOnCmd("1"), "Powering on VM:\n")
+              .Answer(State("1"), EsxiScript::PowerState("Suspended"))
+              .Wait());
+    host_->SetReboot(true);
+    host_->AddChild("1", "a");
+    host_->AddChild("2", "b");
+    Vm(0)->SetRebootStatus("to reboot");
+    Vm(1)->SetRebootStatus("to reboot");
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, host_->Reboot());
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaint + kExit + kMaint + PowerOnCmd("1") +
+                  State("1"),
+              Finish());
+    EXPECT_FALSE(host_->GetReboot());
+    EXPECT_EQ("to reboot", Vm(1)->GetRebootStatus());
+}
+
+TEST_F(HostTest, ListingTwiceListsEveryVmTwice) {
+    Start(EsxiScript()
+              .Answer(kAllVms, "Vmid Name File\n1 a x\n")
+              .Answer(kAllVms, "Vmid Name File\n1 a x\n")
+              .Wait());
+    host_->GetSession()->SetState(EXEC_REMOTE);
+    EXPECT_EQ(SSH_SUCCESS, host_->GetAllVms());
+    EXPECT_EQ(SSH_SUCCESS, host_->GetAllVms());
+    Finish();
+    EXPECT_EQ(2u, host_->GetVMs().size());
+    EXPECT_TRUE(Traced("trace> GetAllVms: get all virtual machines\n"));
+}
+
+}  // namespace
