@@ -15,10 +15,11 @@ const char kPoweringOff[] = "Powering off VM:\n";
 const char kSuspending[] = "Suspending VM:\n";
 const char kInsufficientArguments[] = "Insufficient arguments.\n";
 
-// What a power operation printed and whether it still has to finish a slow suspend.
+// What a power operation printed, whether it still has to finish a slow suspend, and its exit status.
 struct PowerOutcome {
     std::string text;
     int delay_seconds = 0;
+    int status = 0;
 };
 
 int GetAllVms(const StateStore& store, std::ostream& out) {
@@ -62,7 +63,7 @@ PowerOutcome Suspend(VmState* vm) {
 
 PowerOutcome Operate(const std::string& name, const std::string& id, HostState* host) {
     VmState* vm = host->FindVm(id);
-    if (!vm) return {NotFoundFault(id)};
+    if (!vm) return {NotFoundFault(id), 0, 1};
     if (name == "power.on") return SwitchPower(vm, PowerState::kOn);
     if (name == "power.off") return SwitchPower(vm, PowerState::kOff);
     return Suspend(vm);
@@ -84,7 +85,7 @@ int PowerOperation(const std::string& name, const std::string& id, const StateSt
         return ReportStateError(error);
     }
     out << outcome.text << std::flush;
-    if (outcome.delay_seconds == 0) return 0;
+    if (outcome.delay_seconds == 0) return outcome.status;
     return FinishSuspend(id, outcome.delay_seconds, store, &error) ? 0 : ReportStateError(error);
 }
 

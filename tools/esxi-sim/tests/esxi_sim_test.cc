@@ -321,6 +321,8 @@ TEST_F(EsxiSimTest, ExecRequestRunsOneCommandWithoutBannerOrPrompt) {
     EXPECT_EQ(0, result.exit_status);
     EXPECT_EQ("Retrieved runtime info\nSuspended\n", result.out);
     EXPECT_EQ(127, Exec("reboot").exit_status);
+    EXPECT_EQ(1, Exec("vim-cmd vmsvc/power.suspend 99").exit_status);
+    EXPECT_EQ(0, Exec("vim-cmd vmsvc/power.suspend 1").exit_status);
 }
 
 TEST_F(EsxiSimTest, BrokenStateFileIsReportedOnStandardError) {
