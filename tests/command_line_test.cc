@@ -97,18 +97,3 @@ TEST(CommandLine, QuietTraceWordIsReportedEvenBeforeAnError) {
 }
 
 }  // namespace
-
-namespace {
-
-// Until the remote operations exist, a complete command line stops after the
-// banner with status 2 and says so; nothing is started.
-TEST(CommandLine, CompleteCommandLinePrintsBannerAndStops) {
-    ProgramResult r = RunVmNap({"-host", "192.0.2.1", "-usr", "u", "-pwd", "p", "-mode",
-                                "account_check"});
-    EXPECT_EQ(2, r.exit_status);
-    EXPECT_EQ("hh:mm:ss: \nOrvane tool. ver.1.1.0.0\n\n"
-              "hh:mm:ss: main: modes are not implemented in this build\n",
-              r.out);
-}
-
-}  // namespace

@@ -1,0 +1,270 @@
+// The VmNap executable run in a temp working directory with the scripted
+// stand-in client as ./plink: modes, list file and exit statuses.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "esxi_script.h"
+#include "fake_plink_dir.h"
+#include "run_program.h"
+
+namespace {
+
+const char kShow[] = "vim-cmd\n";
+const char kMaint[] = "vim-cmd hostsvc/hostsummary | grep inMaintenanceMode\n";
+const char kAllVms[] = "vim-cmd vmsvc/getallvms\n";
+const char kEnter[] = "vim-cmd hostsvc/maintenance_mode_enter\n";
+const char kExit[] = "vim-cmd hostsvc/maintenance_mode_exit\n";
+const char kLogin[] = "secret\nvim-cmd\nvim-cmd hostsvc/hostsummary | grep inMaintenanceMode\n";
+
+const char kBanner[] = "hh:mm:ss: \nOrvane tool. ver.1.1.0.0\n\n";
+
+std::string State(const std::string& id) { return "vim-cmd vmsvc/power.getstate " + id + "\n"; }
+std::string SuspendCmd(const std::string& id) { return "vim-cmd vmsvc/power.suspend " + id + "\n"; }
+std::string PowerOnCmd(const std::string& id) { return "vim-cmd vmsvc/power.on " + id + "\n"; }
+std::string ExitLine(int status) {
+    return "hh:mm:ss: \nProgram exited with code " + std::to_string(status) + "\n";
+}
+
+const char kTwoVms[] =
+    "Vmid    Name          File                      Guest OS        Version   Annotation\n"
+    "1       web01   [datastore1] web01/web01.vmx   centos64Guest   vmx-08              \n"
+    "2       backup  [datastore1] backup/backup.vmx centos64Guest   vmx-08              \n";
+
+// The list file after web01 was suspended and the host entered maintenance.
+const char kSuspendedList[] =
+    "<?xml version=\"1.0\"?>\n"
+    "<esxiserver host=\"esx\" maintenancemode=\"true\" reboot=\"true\"><vms>"
+    "<virtualmachineserver id=\"1\" name=\"web01\" rebootstatus=\"to reboot\" "
+    "status=\"Suspended\" timeout=\"300\"></virtualmachineserver>"
+    "<virtualmachineserver id=\"2\" name=\"backup\" status=\"Powered off\" "
+    "timeout=\"300\"></virtualmachineserver></vms></esxiserver>\n";
+
+EsxiScript LoggedIn(bool maintenance) {
+    EsxiScript s;
+    s.Login("root", "secret")
+        .Answer(kShow, EsxiScript::kShowCommands)
+        .Answer(kMaint, EsxiScript::Maintenance(maintenance));
+    return s;
+}
+
+EsxiScript SuspendingTwoVms() {
+    EsxiScript s = LoggedIn(false);
+    s.Answer(kAllVms, kTwoVms)
+        .Answer(State("1"), EsxiScript::PowerState("Powered on"))
+        .Answer(State("2"), EsxiScript::PowerState("Powered off"))
+        .Answer(SuspendCmd("1"), "Suspending VM:\n")
+        .Answer(State("1"), EsxiScript::PowerState("Suspended"))
+        .Answer(kEnter, "'vim.Task:haTask-ha-host-vim.HostSystem.enterMaintenanceMode-20'\n")
+        .Answer(kMaint, EsxiScript::Maintenance(true));
+    return s;
+}
+
+class ProgramFlow : public testing::Test {
+protected:
+    ProgramResult Run(const EsxiScript& script, const std::string& mode,
+                      std::vector<std::string> extra = {}) {
+        dir_.WriteScript(script.lines());
+        ProgramRun run;
+        run.path = VMNAP_EXE;
+        run.args = {"-host", "esx", "-usr", "root", "-pwd", "secret", "-mode", mode};
+        run.args.insert(run.args.end(), extra.begin(), extra.end());
+        run.cwd = dir_.path();
+        ProgramResult r = RunProgram(run);
+        r.out = NormalizeStamps(r.out);
+        return r;
+    }
+    std::string ListFile() const { return dir_.dir().Read("esxi_vms.xml"); }
+
+    FakePlinkDir dir_;
+};
+
+TEST_F(ProgramFlow, AccountCheckPrintsOnlyTheBannerWhenQuiet) {
+    ProgramResult r = Run(LoggedIn(false).Wait(), "account_check");
+    EXPECT_EQ(0, r.exit_status);
+    EXPECT_EQ(kBanner, r.out);
+    EXPECT_EQ(kLogin, dir_.Received());
+    EXPECT_FALSE(dir_.dir().Exists("esxi_vms.xml"));
+}
+
+TEST_F(ProgramFlow, VerboseAccountCheckEndsWithTheExitLine) {
+    ProgramResult r = Run(LoggedIn(false).Wait(), "account_check", {"-D", "verbose"});
+    EXPECT_EQ(0, r.exit_status);
+    EXPECT_EQ(std::string(kBanner) + "hh:mm:ss: Warning> client terminated forcibly\n" +
+                  ExitLine(0),
+              r.out);
+}
+
+TEST_F(ProgramFlow, MissingClientEndsWithItsCode) {
+    dir_.dir().Write("unused", "");
+    ProgramRun run;
+    run.path = VMNAP_EXE;
+    run.args = {"-host", "esx", "-usr", "root", "-pwd", "secret", "-mode", "suspend_vms", "-D",
+                "verbose"};
+    TempDir empty;
+    run.cwd = empty.path();
+    ProgramResult r = RunProgram(run);
+    EXPECT_EQ(4, r.exit_status);
+    EXPECT_EQ(std::string(kBanner) + ExitLine(4), NormalizeStamps(r.out));
+    EXPECT_FALSE(empty.Exists("esxi_vms.xml"));
+}
+
+TEST_F(ProgramFlow, SecondPasswordPromptIsAnAuthenticationError) {
+    ProgramResult r = Run(EsxiScript()
+                              .Print("root@esx's password: ")
+                              .Raw("expect secret\\n")
+                              .Sleep(1)
+                              .Print("Access denied\r\nroot@esx's password: ")
+                              .Wait(),
+                          "account_check");
+    EXPECT_EQ(6, r.exit_status);
+    EXPECT_EQ(kBanner, r.out);
+    EXPECT_EQ("secret\n", dir_.Received());
+}
+
+TEST_F(ProgramFlow, CheckMaintenanceModeOnAHostInMaintenance) {
+    ProgramResult r = Run(LoggedIn(true).Wait(), "check_maintenance_mode", {"-D", "debug"});
+    EXPECT_EQ(0, r.exit_status);
+    EXPECT_NE(std::string::npos, r.out.find("trace> main: VMWare host is in maintenanace mode\n"));
+    EXPECT_EQ(kLogin, dir_.Received());
+}
+
+TEST_F(ProgramFlow, CheckMaintenanceModeOnAHostOutOfMaintenanceIsQuiet13) {
+    ProgramResult r = Run(LoggedIn(false).Wait(), "check_maintenance_mode");
+    EXPECT_EQ(13, r.exit_status);
+    EXPECT_EQ(kBanner, r.out);
+    ProgramResult d = Run(LoggedIn(false).Wait(), "check_maintenance_mode", {"-D", "debug"});
+    EXPECT_NE(std::string::npos,
+              d.out.find("trace> main: VMWare host is not in maintenance mode\n"));
+}
+
+TEST_F(ProgramFlow, SuspendVmsWritesTheMarkedList) {
+    ProgramResult r = Run(SuspendingTwoVms().Wait(), "suspend_vms");
+    EXPECT_EQ(0, r.exit_status);
+    EXPECT_EQ(kBanner, r.out);
+    EXPECT_EQ(std::string(kLogin) + kAllVms + State("1") + State("2") + SuspendCmd("1") +
+                  State("1") + kEnter + kMaint,
+              dir_.Received());
+    EXPECT_EQ(kSuspendedList, ListFile());
+}
+
+TEST_F(ProgramFlow, SuspendVmsToAMissingDirectoryStillSuspends) {
+    ProgramResult r = Run(SuspendingTwoVms().Wait(), "suspend_vms",
+                          {"ListFile=no-such-dir/vms.xml"});
+    EXPECT_EQ(2, r.exit_status);
+    EXPECT_NE(std::string::npos, r.out.find("main: can't write esxi server structure to xml\n"));
+    EXPECT_NE(std::string::npos, dir_.Received().find(SuspendCmd("1") + State("1") + kEnter));
+}
+
+TEST_F(ProgramFlow, VmThatRefusesToSuspendIs11AndTheFileRecordsIt) {
+    ProgramResult r = Run(LoggedIn(false)
+                              .Answer(kAllVms, kTwoVms)
+                              .Answer(State("1"), EsxiScript::PowerState("Powered on"))
+                              .Answer(State("2"), EsxiScript::PowerState("Powered on"))
+                              .Answer(SuspendCmd("1"), "Suspending VM:\n")
+                              .Answer(State("1"), EsxiScript::PowerState("Powered on"))
+                              .Wait(),
+                          "suspend_vms");
+    EXPECT_EQ(11, r.exit_status);
+    EXPECT_EQ(std::string(kLogin) + kAllVms + State("1") + State("2") + SuspendCmd("1") +
+                  State("1"),
+              dir_.Received());
+    EXPECT_EQ("<?xml version=\"1.0\"?>\n"
+              "<esxiserver host=\"esx\" maintenancemode=\"false\" reboot=\"false\"><vms>"
+              "<virtualmachineserver id=\"1\" name=\"web01\" status=\"Powered on\" "
+              "timeout=\"300\"></virtualmachineserver>"
+              "<virtualmachineserver id=\"2\" name=\"backup\" status=\"Powered on\" "
+              "timeout=\"300\"></virtualmachineserver></vms></esxiserver>\n",
+              ListFile());
+}
+
+TEST_F(ProgramFlow, HostThatRefusesMaintenanceIs13) {
+    ProgramResult r = Run(LoggedIn(false)
+                              .Answer(kAllVms, "Vmid Name File\n")
+                              .Answer(kEnter, "(vim.fault.InvalidState) {\n}\n")
+                              .Answer(kMaint, EsxiScript::Maintenance(false))
+                              .Wait(),
+                          "suspend_vms");
+    EXPECT_EQ(13, r.exit_status);
+    EXPECT_NE(std::string::npos, ListFile().find("reboot=\"false\""));
+}
+
+TEST_F(ProgramFlow, SuspendStillInProgressIs15) {
+    ProgramResult r = Run(LoggedIn(false)
+                              .Answer(kAllVms, "Vmid Name File\n1 a x\n")
+                              .Answer(State("1"), EsxiScript::PowerState("Powered on"))
+                              .AnswerWithoutPrompt(SuspendCmd("1"), "Suspending VM:\n")
+                              .Sleep(3)
+                              .Print("Suspending VM:\r\n")
+                              .Wait(),
+                          "suspend_vms");
+    EXPECT_EQ(15, r.exit_status);
+}
+
+TEST_F(ProgramFlow, ReplyThatNeverComesTimesOutWithZeroMinutes) {
+    ProgramResult r = Run(LoggedIn(false)
+                              .Answer(kAllVms, "Vmid Name File\n1 a x\n")
+                              .Answer(State("1"), EsxiScript::PowerState("Powered on"))
+                              .Wait(),
+                          "suspend_vms", {"-timeoutminutes", "0"});
+    EXPECT_EQ(8, r.exit_status);
+    EXPECT_EQ(std::string(kLogin) + kAllVms + State("1") + SuspendCmd("1"), dir_.Received());
+    EXPECT_NE(std::string::npos, ListFile().find("timeout=\"0\""));
+}
+
+TEST_F(ProgramFlow, RebootVmsWithoutListFileNeverTalksToTheHost) {
+    ProgramResult r = Run(LoggedIn(true).Wait(), "reboot_vms");
+    EXPECT_EQ(2, r.exit_status);
+    EXPECT_EQ(std::string(kBanner) +
+                  "hh:mm:ss: Load: can't open xml document object\n"
+                  "hh:mm:ss: main: can't read esxi server structure from xml\n",
+              r.out);
+    EXPECT_EQ("", dir_.Received());
+}
+
+TEST_F(ProgramFlow, RebootVmsPowersOnTheMarkedVms) {
+    dir_.dir().Write("esxi_vms.xml", kSuspendedList);
+    ProgramResult r = Run(LoggedIn(true)
+                              .Answer(kExit, "'vim.Task:haTask-ha-host-vim.HostSystem.exitMaintenanceMode-18'\n")
+                              .Answer(kMaint, EsxiScript::Maintenance(false))
+                              .Answer(PowerOnCmd("1"), "Powering on VM:\n")
+                              .Answer(State("1"), EsxiScript::PowerState("Powered on"))
+                              .Wait(),
+                          "reboot_vms");
+    EXPECT_EQ(0, r.exit_status);
+    EXPECT_EQ(std::string(kLogin) + kExit + kMaint + PowerOnCmd("1") + State("1"),
+              dir_.Received());
+    EXPECT_EQ("<?xml version=\"1.0\"?>\n"
+              "<esxiserver host=\"esx\" maintenancemode=\"false\" reboot=\"false\"><vms>"
+              "<virtualmachineserver id=\"1\" name=\"web01\" rebootstatus=\"rebooted\" "
+              "status=\"Powered on\" timeout=\"300\"></virtualmachineserver>"
+              "<virtualmachineserver id=\"2\" name=\"backup\" status=\"Powered off\" "
+              "timeout=\"300\"></virtualmachineserver></vms></esxiserver>\n",
+              ListFile());
+}
+
+TEST_F(ProgramFlow, HostThatStaysInMaintenanceKeepsTheFileAskingForReboot) {
+    dir_.dir().Write("esxi_vms.xml", kSuspendedList);
+    ProgramResult r = Run(LoggedIn(true)
+                              .Answer(kExit, "(vim.fault.InvalidState) {\n}\n")
+                              .Answer(kMaint, EsxiScript::Maintenance(true))
+                              .Wait(),
+                          "reboot_vms");
+    EXPECT_EQ(13, r.exit_status);
+    EXPECT_EQ(std::string(kLogin) + kExit + kMaint, dir_.Received());
+    EXPECT_EQ(kSuspendedList, ListFile());
+}
+
+TEST_F(ProgramFlow, RebootVmsWithARebootedFileOnlyLogsIn) {
+    dir_.dir().Write("esxi_vms.xml",
+                     "<?xml version=\"1.0\"?>\n<esxiserver host=\"esx\" maintenancemode=\"false\" "
+                     "reboot=\"false\"><vms><virtualmachineserver id=\"1\" name=\"web01\" "
+                     "rebootstatus=\"rebooted\" timeout=\"300\"></virtualmachineserver></vms>"
+                     "</esxiserver>\n");
+    ProgramResult r = Run(LoggedIn(false).Wait(), "reboot_vms");
+    EXPECT_EQ(0, r.exit_status);
+    EXPECT_EQ(kLogin, dir_.Received());
+}
+
+}  // namespace
