@@ -23,6 +23,8 @@ typedef Iterator<const XmlNode> ConstNodeIterator;
 typedef Iterator<XmlAttr> AttrIterator;
 typedef Iterator<const XmlAttr> ConstAttrIterator;
 
+// The wrappers have no virtual functions: a vtable pointer would move the
+// libxml2 part away from offset 0 and break the pointer reinterpretation.
 class XmlDoc : public _xmlDoc {
 public:
     static XmlDoc* Create();

@@ -99,6 +99,14 @@ TEST_F(XmlTreeSample, ValueIsFirstTextPieceOnly) {
     EXPECT_EQ(String(" text "), a_->Value());
 }
 
+TEST(XmlTree, ValuePassesOverCommentsAndElementsBeforeText) {
+    TempDir dir;
+    dir.Write("v.xml", "<a><!--c--><b>inner</b>later<c/>last</a>");
+    XmlDocPtr doc(XmlDoc::Open(PathIn(dir, "v.xml")));
+    ASSERT_FALSE(doc == nullptr);
+    EXPECT_EQ(String("later"), doc->GetRootNode()->Value());
+}
+
 TEST_F(XmlTreeSample, ValueOfElementWithoutTextIsEmpty) {
     EXPECT_EQ(String(""), b_->Value());
 }
