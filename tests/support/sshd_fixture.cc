@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 #include <pwd.h>
 #include <sched.h>
+#include <sys/prctl.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/socket.h>
@@ -261,6 +262,7 @@ bool SshdFixture::StartServer() {
     sshd_pid_ = fork();
     if (sshd_pid_ == 0) {
         setsid();
+        prctl(PR_SET_PDEATHSIG, SIGTERM);  // a test process killed outright takes its server along
         int null = open("/dev/null", O_RDONLY);
         dup2(null, 0);
         dup2(log, 1);
