@@ -7,6 +7,14 @@
 //   plink.Start(sshd.InNamespace({"/usr/bin/plink", "-ssh", sshd.user() + "@127.0.0.1"}),
 //               {"HOME=" + sshd.client_home()});
 //
+// Code under test that starts ./plink itself: enter the namespace first and give plink the private HOME
+// (tests run one per process, so both are safe to change):
+//
+//   ASSERT_TRUE(sshd.EnterNamespace()) << sshd.error();
+//   setenv("HOME", sshd.client_home().c_str(), 1);
+//   // chdir into a directory holding a "plink" that points at /usr/bin/plink, then log in as
+//   // sshd.user() with sshd.password() at 127.0.0.1.
+//
 // Everything started or created is stopped (by PID) and removed by Stop(), which the destructor calls, so
 // a failing test cleans up too.
 #ifndef VMNAP_TEST_SUPPORT_SSHD_FIXTURE_H
