@@ -268,3 +268,31 @@ TEST_F(ProgramFlow, RebootVmsWithARebootedFileOnlyLogsIn) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(ProgramFlow, SuspendThenRebootRoundTrip) {
+    ProgramResult suspend = Run(SuspendingTwoVms().Wait(), "suspend_vms");
+    ASSERT_EQ(0, suspend.exit_status);
+    ASSERT_EQ(kSuspendedList, ListFile());
+
+    ProgramResult reboot =
+        Run(LoggedIn(true)
+                .Answer(kExit, "'vim.Task:haTask-ha-host-vim.HostSystem.exitMaintenanceMode-18'\n")
+                .Answer(kMaint, EsxiScript::Maintenance(false))
+                .Answer(PowerOnCmd("1"), "Powering on VM:\n")
+                .Answer(State("1"), EsxiScript::PowerState("Powered on"))
+                .Wait(),
+            "reboot_vms");
+    ASSERT_EQ(0, reboot.exit_status);
+    std::string rebooted = ListFile();
+    EXPECT_NE(std::string::npos, rebooted.find("reboot=\"false\""));
+    EXPECT_NE(std::string::npos, rebooted.find("rebootstatus=\"rebooted\""));
+
+    ProgramResult again = Run(LoggedIn(false).Wait(), "reboot_vms");
+    EXPECT_EQ(0, again.exit_status);
+    EXPECT_EQ(kLogin, dir_.Received().substr(dir_.Received().size() - std::string(kLogin).size()));
+    EXPECT_EQ(rebooted, ListFile());
+}
+
+}  // namespace
