@@ -1,0 +1,401 @@
+#include "SshSession.h"
+
+#include <signal.h>
+#include <stdio.h>
+#include <string.h>
+#include <strings.h>
+#include <unistd.h>
+
+#include "kel-tools-trace.h"
+#include "ssh_exec.h"
+#include "ssh_socket.h"
+
+namespace Ssh {
+
+namespace {
+
+const int kDefaultTimeout = 1000;
+const int kClosePolls = 5;
+const int kPollsBeforeTerm = 3;
+const char* const kClientName = "plink";
+const char* const kPathSeparator = "/";
+const char* const kArgsFormat = " -ssh %s@%s";
+const char* const kLineEnd = "\n";
+
+const char* const kMsgCantInitWinsock = "can't init winsock\n";
+const char* const kMsgGenerateCommand = "generate run ssh session command\n";
+const char* const kMsgPreparing = "preparing to execute ssh client...\n";
+const char* const kMsgCantCreatePipes = "can't create pipes\n";
+const char* const kMsgCantStart = "can't start ssh process\n";
+const char* const kMsgExecuted = "ssh client is executed:\n%s%s\n";
+const char* const kMsgSendData = "send data to ssh client's stdin\n";
+const char* const kMsgCannotWrite = "cannot write data.\n";
+const char* const kMsgGetResponse = "get response from ssh session\n";
+const char* const kMsgNoContainer = "container for response not defined\n";
+const char* const kMsgCantRead = "can't read data from ssh session\n";
+const char* const kMsgToUser = "response will be returned to user for further parsing\n";
+const char* const kMsgParsed = "default ssh session parser parsed response successfully\n";
+const char* const kMsgReadData = "read data from ssh client's stdout\n";
+const char* const kMsgTryRead = "try to read block of data\n";
+const char* const kMsgCannotRead = "cannot read data\n";
+const char* const kMsgTimeout = "client canceled by timeout\n";
+const char* const kMsgParserInProgress = "default ssh session parser in progress\n";
+const char* const kMsgEnterPassword = "enter password for system password request\n";
+const char* const kMsgWrongPassword = "wrong password, terminate connection\n";
+const char* const kMsgVerbose = "plink verbose information\n";
+const char* const kMsgTerminated = "client terminated forcibly\n";
+
+const char* const kErrInit = "SshSession::Init error catched\n";
+const char* const kErrRun = "SshSession::RunSshClient error\n";
+const char* const kErrSend = "SshSession::SendCommand error catched\n";
+const char* const kErrGetResponse = "SshSession::GetResponse error catched\n";
+const char* const kErrClose = "SshSession::CloseSession error catched\n";
+const char* const kErrGetData = "SshSession::GetData error catched\n";
+const char* const kErrNormalize = "SshSession::NormalizeResponse error catched\n";
+const char* const kErrParser = "SshSession::DefaultParser error catched\n";
+
+bool has(const char* text, const char* needle) { return strstr(text, needle) != NULL; }
+
+bool is_host_key_question(const char* text) {
+    return has(text, "host key") && has(text, "fingerprint") &&
+           (has(text, "y/n") || has(text, "yes/no"));
+}
+
+bool is_password_prompt(const char* text) {
+    return (has(text, "password:") || has(text, "Password:")) &&
+           !has(text, "weak admin's password:");
+}
+
+bool is_logout(const char* text) { return has(text, "logout") || has(text, "connection abort"); }
+
+void restore_and_close(fd_handle& saved, int std_fd) {
+    if (saved != -1) dup2(saved, std_fd);
+    close_fdhandle(saved);
+}
+
+}  // namespace
+
+SshSession::SshSession()
+    : stdout_r(-1),
+      stdout_w(-1),
+      stdout_e(-1),
+      stdin_r(-1),
+      stdin_w(-1),
+      stdout_def(-1),
+      stdin_def(-1),
+      stderr_def(-1),
+      m_state(EXEC_INIT),
+      m_iProcessId(0),
+      m_nTimeout(kDefaultTimeout) {
+    m_szPath[0] = '\0';
+    m_szArgs[0] = '\0';
+    m_response[0] = '\0';
+    m_command[0] = '\0';
+}
+
+SshSession::~SshSession() {
+    CloseSession();
+    winsock_cleanup();
+}
+
+SshCodes SshSession::Init() {
+    try {
+        if (winsock_init() == 0) return SSH_SUCCESS;
+        KelTrace(TRACE_DEBUG, "Init", kMsgCantInitWinsock);
+    } catch (...) {
+        kel_trace(TRACE_ERROR, kErrInit);
+    }
+    return SSH_INTERNAL_ERR;
+}
+
+SshCodes SshSession::GetRunSshCommand(const char* cszHost, const char* cszUser) {
+    KelTrace(TRACE_DEBUG, "GetRunSshCommand", kMsgGenerateCommand);
+    char directory[kBufSize];
+    memset(directory, 0, sizeof(directory));
+    if (getcwd(directory, sizeof(directory)) == NULL) directory[0] = '\0';
+    int length = snprintf(m_szPath, kBufSize, "%s%s%s", directory, kPathSeparator, kClientName);
+    (void)length;  // a path cut at the buffer's end is simply not found
+    if (access(m_szPath, F_OK) != 0) return SSH_CLIENT_NOT_FOUND_ERR;
+    snprintf(m_szArgs, kBufSize, kArgsFormat, cszUser, cszHost);
+    return SSH_SUCCESS;
+}
+
+SshCodes SshSession::RunSshClient(const char* cszHost, const char* cszUser,
+                                  const char* cszPassword) {
+    try {
+        KelTrace(TRACE_DEBUG, "RunSshClient", kMsgPreparing);
+        SshCodes code = GetRunSshCommand(cszHost, cszUser);
+        if (code != SSH_SUCCESS) return code;
+        m_state = EXEC_INIT;
+        m_sPassword = cszPassword != NULL ? cszPassword : "";
+        if (!create_pipes(stdin_def, stdout_def, stderr_def, stdout_r, stdout_w, stdout_e,
+                          stdin_r, stdin_w)) {
+            KelTrace(TRACE_DEBUG, "RunSshClient", kMsgCantCreatePipes);
+            return SSH_INTERNAL_ERR;
+        }
+        m_state = EXEC_STARTING;
+        // Nothing may be traced until run_ssh_process has restored descriptors 0 to 2.
+        m_iProcessId = run_ssh_process(stdin_r, stdout_w, stdout_e, stdin_def, stdout_def,
+                                       stderr_def, m_szPath, m_szArgs);
+        if (m_iProcessId == 0) {
+            CloseSession();
+            KelTrace(TRACE_DEBUG, "RunSshClient", kMsgCantStart);
+            return SSH_CANNOT_CONNECT_ERR;
+        }
+        KelTrace(TRACE_DEBUG, "RunSshClient", kMsgExecuted, m_szPath, m_szArgs);
+        m_state = EXEC_CONNECTING;
+        return SSH_SUCCESS;
+    } catch (...) {
+        kel_trace(TRACE_ERROR, kErrRun);
+    }
+    return StateToSshcode(SSH_INTERNAL_ERR);
+}
+
+SshCodes SshSession::SendCommand(const std::string& sCommand) {
+    try {
+        KelTrace(TRACE_DEBUG, "SendCommand", kMsgSendData);
+        snprintf(m_command, kBufSize, "%s", sCommand.c_str());
+        str_remove_ending(m_command);
+        if (sCommand.empty()) return SSH_SUCCESS;
+        int written = write_fdhandle(stdin_w, sCommand.c_str());
+        if (written > 0) {
+            trace_sent(sCommand.c_str(), written);
+            return SSH_SUCCESS;
+        }
+        if (m_state == EXEC_QUIT) return SSH_SUCCESS;
+        kel_trace(TRACE_ERROR, kMsgCannotWrite);
+    } catch (...) {
+        kel_trace(TRACE_ERROR, kErrSend);
+    }
+    return StateToSshcode(SSH_SUCCESS);
+}
+
+SshCodes SshSession::GetResponse(char** ppResponse) {
+    SshCodes retval = SSH_SUCCESS;
+    try {
+        KelTrace(TRACE_DEBUG, "GetResponse", kMsgGetResponse);
+        if (ppResponse == NULL) {
+            kel_trace(TRACE_ERROR, kMsgNoContainer);
+            return StateToSshcode(retval);
+        }
+        *ppResponse = m_response;
+        for (;;) {
+            memset(m_response, 0, kBufSize);
+            SshCodes code = GetData();
+            if (code != SSH_SUCCESS) return code;
+            if (m_response[0] == '\0') {
+                KelTrace(TRACE_DEBUG, "GetResponse", kMsgCantRead);
+                return StateToSshcode(retval);
+            }
+            if (DefaultParser(retval) == 0) {
+                KelTrace(TRACE_DEBUG, "GetResponse", kMsgToUser);
+                return retval;
+            }
+            KelTrace(TRACE_DEBUG, "GetResponse", kMsgParsed);
+            if (m_command[0] != '\0' && !WriteAnswer()) return StateToSshcode(retval);
+        }
+    } catch (...) {
+        kel_trace(TRACE_ERROR, kErrGetResponse);
+    }
+    return StateToSshcode(retval);
+}
+
+// Writes the answer DefaultParser prepared in m_command; false when nothing was written.
+bool SshSession::WriteAnswer() {
+    int written = write_fdhandle(stdin_w, m_command);
+    if (written > 0) {
+        trace_sent(m_command, written);
+        return true;
+    }
+    kel_trace(TRACE_ERROR, kMsgCannotWrite);
+    return false;
+}
+
+SshCodes SshSession::GetData() {
+    SshCodes retval = SSH_SUCCESS;
+    try {
+        KelTrace(TRACE_DEBUG, "GetData", kMsgReadData);
+        int nAvailable = 0;
+        int nAvailablePrev = 0;
+        time_t tStartTime = time(NULL);
+        while (wait_process(m_iProcessId) == 0 &&
+               !(difftime(time(NULL), tStartTime) > m_nTimeout)) {
+            if (ReadRound(nAvailable, nAvailablePrev, tStartTime, retval) == 0) break;
+        }
+        return CheckTimeout(tStartTime, retval);
+    } catch (...) {
+        kel_trace(TRACE_ERROR, kErrGetData);
+    }
+    return StateToSshcode(retval);
+}
+
+// One poll of the output pipe. 0 ends the read (a response or an error is in
+// hand), 1 asks for another round.
+int SshSession::ReadRound(int& nAvailable, int& nAvailablePrev, time_t& tStartTime,
+                          SshCodes& retval) {
+    const int nBufSize = kBufSize - 1;
+    KelTrace(TRACE_DEBUG, "GetData", kMsgTryRead);
+    memset(m_response, 0, kBufSize);
+    nAvailable = get_bytes_avail(stdout_r);
+    if (nAvailable > nBufSize) nAvailable = nAvailablePrev = nBufSize;
+    if (nAvailable <= 0) return 1;
+    tStartTime = time(NULL);
+    if (nAvailable != nAvailablePrev) {
+        nAvailablePrev = nAvailable;
+        return 1;
+    }
+    if (read_fdhandle(stdout_r, m_response, nBufSize, nAvailable) <= 0) {
+        kel_trace(TRACE_ERROR, kMsgCannotRead);
+        retval = StateToSshcode(retval);
+        return 0;
+    }
+    NormalizeResponse();
+    return m_response[0] == '\0' ? 1 : 0;
+}
+
+SshCodes SshSession::CheckTimeout(time_t tStartTime, SshCodes retval) {
+    if (!(difftime(time(NULL), tStartTime) > m_nTimeout)) return retval;
+    if (m_state == EXEC_TERMINATED || m_state == EXEC_QUIT) return retval;
+    kel_trace(TRACE_DEBUG, kMsgTimeout);
+    if (m_state != EXEC_CONNECTING) m_state = EXEC_CANCELED_BY_TIMEOUT;
+    return StateToSshcode(retval);
+}
+
+void SshSession::NormalizeResponse() {
+    try {
+        const char* src = m_response;
+        const char* echo = strstr(m_response, m_command);
+        if (echo != NULL) {
+            src = echo + strlen(m_command);
+            while (*src == '\r' || *src == '\n') ++src;
+        }
+        char* dst = m_response;
+        while (*src != '\0') {
+            if (*src == '\r' && src[1] != '\n') {
+                ++src;
+                if (*src == '\0') break;
+            }
+            *dst++ = *src++;
+        }
+        *dst = '\0';
+        str_remove_ending(m_response);
+        trace_recv(m_response);
+    } catch (...) {
+        kel_trace(TRACE_ERROR, kErrNormalize);
+    }
+}
+
+int SshSession::DefaultParser(SshCodes& errcode) {
+    try {
+        KelTrace(TRACE_DEBUG, "DefaultParser", kMsgParserInProgress);
+        m_command[0] = '\0';
+        if (is_host_key_question(m_response)) {
+            m_state = EXEC_KEY_EXCHANGE;
+            snprintf(m_command, kBufSize, "y%s", kLineEnd);
+            return 1;
+        }
+        if (is_password_prompt(m_response)) return ParsePassword(errcode);
+        if (isVerboseInformation(m_response)) {
+            KelTrace(TRACE_DEBUG, "DefaultParser", kMsgVerbose);
+            return 1;
+        }
+        if (is_logout(m_response)) {
+            m_state = EXEC_QUIT;
+            return 1;
+        }
+        return ParseQuitQuestions();
+    } catch (...) {
+        kel_trace(TRACE_ERROR, kErrParser);
+    }
+    errcode = StateToSshcode(errcode);
+    return 0;
+}
+
+// Answers the first password prompt of the whole process; any later one is a
+// refused password.
+int SshSession::ParsePassword(SshCodes& errcode) {
+    static bool password_sent = false;
+    m_state = EXEC_LOGIN;
+    if (!password_sent) {
+        snprintf(m_command, kBufSize, "%s%s", m_sPassword.c_str(), kLineEnd);
+        password_sent = true;
+        KelTrace(TRACE_DEBUG, "DefaultParser", kMsgEnterPassword);
+        return 1;
+    }
+    KelTrace(TRACE_DEBUG, "DefaultParser", kMsgWrongPassword);
+    errcode = StateToSshcode(errcode);
+    return 0;
+}
+
+// While the remote side logs out: accept saving changes and swallow the
+// follow-up lines. In other states such text belongs to the caller.
+int SshSession::ParseQuitQuestions() {
+    const bool quitting = m_state == EXEC_QUIT;
+    const char* text = m_response;
+    if (has(text, "system has unsaved changes") && !has(text, "y/n")) return quitting;
+    if (has(text, "system has unsaved changes") && has(text, "you like to save") &&
+        has(text, "y/n")) {
+        if (quitting) snprintf(m_command, kBufSize, "y%s", kLineEnd);
+        return quitting;
+    }
+    if (has(text, "Configuration Saved") || has(text, "Configuration Not Saved")) return quitting;
+    if (strcasecmp(text, "y") == 0 || strcasecmp(text, "n") == 0) return quitting;
+    return 0;
+}
+
+SshCodes SshSession::StateToSshcode(SshCodes curcode) const {
+    switch (m_state) {
+        case EXEC_INIT:
+        case EXEC_STARTING:
+            return SSH_CLIENT_ERR;
+        case EXEC_CONNECTING:
+            return SSH_CANNOT_CONNECT_ERR;
+        case EXEC_KEY_EXCHANGE:
+        case EXEC_LOGIN:
+            return SSH_AUTH_ERR;
+        case EXEC_REMOTE:
+        case EXEC_TERMINATED:
+            return SSH_REMOTE_PARSER_ERR;
+        case EXEC_CANCELED_BY_TIMEOUT:
+            return SSH_REMOTE_TIMEOUT_ERR;
+        default:
+            return curcode;
+    }
+}
+
+void SshSession::CloseSession() {
+    try {
+        TerminateClient();
+        CloseDescriptors();
+    } catch (...) {
+        kel_trace(TRACE_ERROR, kErrClose);
+    }
+}
+
+// Up to five polls; SIGTERM once, after the third poll that finds the client alive.
+void SshSession::TerminateClient() {
+    if (m_iProcessId != 0) {
+        int alive = 0;
+        for (int i = 0; i < kClosePolls; ++i) {
+            if (wait_process(m_iProcessId) != 0) break;
+            if (++alive == kPollsBeforeTerm) {
+                kel_trace(TRACE_WARNING, kMsgTerminated);
+                kill(m_iProcessId, SIGTERM);
+            }
+        }
+    }
+    m_iProcessId = 0;
+}
+
+void SshSession::CloseDescriptors() {
+    close_fdhandle(stdout_r);
+    close_fdhandle(stdout_w);
+    close_fdhandle(stdout_e);
+    close_fdhandle(stdin_r);
+    close_fdhandle(stdin_w);
+    restore_and_close(stdout_def, STD_OUTPUT_HANDLE);
+    restore_and_close(stdin_def, STD_INPUT_HANDLE);
+    restore_and_close(stderr_def, STD_ERROR_HANDLE);
+}
+
+}  // namespace Ssh

@@ -1,0 +1,74 @@
+// One interactive SSH session: the plink client on pipes, its login dialogue
+// and the command/response exchange with the remote shell.
+#ifndef SSH_SESSION_H
+#define SSH_SESSION_H
+
+#include <sys/types.h>
+#include <time.h>
+
+#include <string>
+
+#include "ssh_defines.h"
+#include "ssh_io.h"
+
+namespace Ssh {
+
+class SshSession {
+public:
+    SshSession();
+    virtual ~SshSession();
+    SshSession(const SshSession&) = delete;
+    SshSession& operator=(const SshSession&) = delete;
+
+    SshCodes Init();
+    SshCodes RunSshClient(const char* cszHost, const char* cszUser, const char* cszPassword);
+    SshCodes SendCommand(const std::string& sCommand);
+    // *ppResponse points at the session's buffer, valid until the next read.
+    SshCodes GetResponse(char** ppResponse);
+    void CloseSession();
+
+    SshState GetState() const { return m_state; }
+    void SetState(SshState state) { m_state = state; }
+    SshCodes StateToSshcode(SshCodes curcode) const;
+    void SetTimeout(int seconds) { m_nTimeout = seconds; }
+    int GetTimeout() const { return m_nTimeout; }
+
+protected:
+    static const int kBufSize = 4096;
+
+    SshCodes GetRunSshCommand(const char* cszHost, const char* cszUser);
+    SshCodes GetData();
+    void NormalizeResponse();
+    // Non-zero: the text was handled (an answer may wait in m_command).
+    int DefaultParser(SshCodes& errcode);
+
+    fd_handle stdout_r;
+    fd_handle stdout_w;
+    fd_handle stdout_e;
+    fd_handle stdin_r;
+    fd_handle stdin_w;
+    fd_handle stdout_def;
+    fd_handle stdin_def;
+    fd_handle stderr_def;
+    SshState m_state;
+    char m_szPath[kBufSize];
+    char m_szArgs[kBufSize];
+    char m_response[kBufSize];
+    char m_command[kBufSize];
+    pid_t m_iProcessId;
+    int m_nTimeout;
+    std::string m_sPassword;
+
+private:
+    int ReadRound(int& nAvailable, int& nAvailablePrev, time_t& tStartTime, SshCodes& retval);
+    SshCodes CheckTimeout(time_t tStartTime, SshCodes retval);
+    bool WriteAnswer();
+    int ParsePassword(SshCodes& errcode);
+    int ParseQuitQuestions();
+    void TerminateClient();
+    void CloseDescriptors();
+};
+
+}  // namespace Ssh
+
+#endif

@@ -1,0 +1,43 @@
+#include "ssh_io.h"
+
+#include <string.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+const int STD_INPUT_HANDLE = 0;
+const int STD_OUTPUT_HANDLE = 1;
+const int STD_ERROR_HANDLE = 2;
+
+fd_handle dup_fdhandle(fd_handle oldfd) { return dup(oldfd); }
+
+fd_handle dup2_std_fdhandle(fd_handle oldfd, int newfd) { return dup2(oldfd, newfd); }
+
+void close_fdhandle(fd_handle& fd) {
+    if (fd == -1) return;
+    close(fd);
+    fd = -1;
+}
+
+int create_pipe(fd_handle* fds) {
+    if (fds == NULL) return -1;
+    return pipe(fds);
+}
+
+int get_bytes_avail(fd_handle fd_r) {
+    int count = 0;
+    ioctl(fd_r, FIONREAD, &count);
+    return count;
+}
+
+int read_fdhandle(fd_handle fd_r, char* recv, int recv_size, int b_avail) {
+    if (fd_r == -1 || recv == NULL) return -1;
+    int wanted = std::min(recv_size, b_avail);
+    return static_cast<int>(read(fd_r, recv, wanted));
+}
+
+int write_fdhandle(fd_handle fd_w, const char* send) {
+    if (fd_w == -1 || send == NULL) return -1;
+    return static_cast<int>(write(fd_w, send, strlen(send)));
+}

@@ -1,0 +1,115 @@
+#include <signal.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "kel-tools-trace.h"
+#include "ssh_io.h"
+
+namespace {
+
+const int kMaxArgs = 50;
+
+const char* const kMsgWaitProcess = "wait_process\n";
+const char* const kMsgProcessExists = "wait_process: process exists\n";
+const char* const kMsgProcessGone = "wait_process: process doesn't exist\n";
+const char* const kMsgExited = "exited, status=%d\n";
+const char* const kMsgKilled = "killed by signal %d\n";
+const char* const kMsgStopped = "stopped by signal %d\n";
+const char* const kMsgContinued = "continued\n";
+
+// Splits `args` on single spaces into heap copies; consecutive spaces give
+// empty words. At most kMaxArgs - 1 words are kept so the vector stays
+// terminated by a null pointer.
+void split_args(const char* args, char** argv) {
+    char* work = strdup(args);
+    if (work == NULL) return;
+    int count = 0;
+    char* word = work;
+    char* space;
+    while ((space = strchr(word, ' ')) != NULL) {
+        *space = '\0';
+        if (count < kMaxArgs - 1) argv[count++] = strdup(word);
+        *space = ' ';
+        word = space + 1;
+    }
+    if (*word != '\0' && count < kMaxArgs - 1) argv[count++] = strdup(word);
+    free(work);
+    argv[count] = NULL;
+}
+
+void free_args(char** argv) {
+    for (int i = kMaxArgs - 1; i >= 0; --i) {
+        free(argv[i]);
+        argv[i] = NULL;
+    }
+}
+
+// The child: keeps descriptors 0, 1, 2 (the pipes), leaves the caller's
+// terminal session and becomes the client. Never returns.
+void exec_child(fd_handle& stdin_def, fd_handle& stdout_def, fd_handle& stderr_def,
+                const char* filepath, const char* args, char** argv) {
+    split_args(args, argv);
+    close_fdhandle(stdout_def);
+    close_fdhandle(stderr_def);
+    close_fdhandle(stdin_def);
+    setsid();  // no controlling terminal: the client must read its answers from the pipe
+    execv(filepath, argv);
+    free_args(argv);
+    _exit(0);  // no stdio buffer inherited from the parent may be flushed into the pipe
+}
+
+void restore_std(fd_handle saved, int std_fd) {
+    if (saved != -1) dup2(saved, std_fd);
+}
+
+void trace_status(int status) {
+    if (WIFEXITED(status))
+        kel_trace(TRACE_DEBUG, kMsgExited, WEXITSTATUS(status));
+    else if (WIFSIGNALED(status))
+        kel_trace(TRACE_DEBUG, kMsgKilled, WTERMSIG(status));
+    else if (WIFSTOPPED(status))
+        kel_trace(TRACE_DEBUG, kMsgStopped, WSTOPSIG(status));
+    else if (status == 0xFFFF)
+        kel_trace(TRACE_DEBUG, kMsgContinued);
+}
+
+}  // namespace
+
+pid_t run_ssh_process(fd_handle& fd_in, fd_handle& fd_out, fd_handle& fd_err,
+                      fd_handle& stdin_def, fd_handle& stdout_def, fd_handle& stderr_def,
+                      const char* filepath, const char* args) {
+    char* argv[kMaxArgs];
+    memset(argv, 0, sizeof(argv));
+    if (filepath == NULL || args == NULL) return 0;
+    umask(0);
+    pid_t pid = fork();
+    if (pid < 0) return 0;
+    if (pid == 0) exec_child(stdin_def, stdout_def, stderr_def, filepath, args, argv);
+    sleep(1);
+    close_fdhandle(fd_out);
+    close_fdhandle(fd_in);
+    close_fdhandle(fd_err);
+    restore_std(stdout_def, STD_OUTPUT_HANDLE);
+    restore_std(stdin_def, STD_INPUT_HANDLE);
+    restore_std(stderr_def, STD_ERROR_HANDLE);
+    close_fdhandle(stdout_def);
+    close_fdhandle(stdin_def);
+    close_fdhandle(stderr_def);
+    return pid;
+}
+
+int wait_process(pid_t pid) {
+    kel_trace(TRACE_DEBUG, kMsgWaitProcess);
+    int status = 0;
+    if (waitpid(pid, &status, WNOHANG) == 0) {
+        kel_trace(TRACE_DEBUG, kMsgProcessExists);
+        sleep(1);
+        return 0;
+    }
+    kel_trace(TRACE_DEBUG, kMsgProcessGone);
+    trace_status(status);
+    return 1;
+}
