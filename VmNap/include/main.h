@@ -60,6 +60,17 @@ int parse_args(int argc, char** argv, ToolOptions& options);
 // Prints the help text to standard output.
 void usage();
 
+namespace SshSrv {
+class ESXiServer;
+}
+
+// Runs the mode chosen in `options` on a host whose client is started;
+// returns the exit status of that mode.
+int RunMode(SshSrv::ESXiServer& host, const ToolOptions& options);
+
+// The whole program: command line, one mode, exit status.
+int RunTool(int argc, char** argv);
+
 // Version shown by the help text and the start-up banner.
 enum { VMNAP_VER_MAJOR = 1, VMNAP_VER_MINOR = 1, VMNAP_VER_BUILD = 0, VMNAP_VER_PATCH = 0 };
 

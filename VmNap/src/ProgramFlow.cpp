@@ -1,0 +1,98 @@
+// Program flow: parse the command line, run one mode against one host, and
+// turn the outcome into the exit status.
+#include <memory>
+
+#include "SshServer.h"
+#include "kel-tools-trace.h"
+#include "main.h"
+#include "ssh_defines.h"
+
+namespace {
+
+const char* const kBanner = "\nOrvane tool. ver.%d.%d.%d.%d\n\n";
+const char* const kInMaintenance = "VMWare host is in maintenanace mode\n";
+const char* const kNotInMaintenance = "VMWare host is not in maintenance mode\n";
+const char* const kCantRead = "can't read esxi server structure from xml\n";
+const char* const kCantWrite = "can't write esxi server structure to xml\n";
+const char* const kInvalidMode = "Invalid tool mode\n";
+const char* const kExecutionError = "\nProgram execution error\n";
+const char* const kExitCode = "\nProgram exited with code %d\n";
+
+// Own statuses of the tool, besides the SSH codes passed through.
+const int kStatusCommandLine = 1;
+const int kStatusListFile = 2;
+
+int check_maintenance(SshSrv::ESXiServer& host) {
+    int rc = host.Login();
+    if (rc != SSH_SUCCESS) return rc;
+    bool in = host.GetMaintenanceMode();
+    KelTrace(TRACE_DEBUG, "main", in ? kInMaintenance : kNotInMaintenance);
+    return in ? SSH_SUCCESS : SSH_VERIFY_ERR;
+}
+
+// The list file decides which VMs come back; the result of saving it again
+// is deliberately not looked at.
+int reboot_vms(SshSrv::ESXiServer& host, const Env::String& listfile) {
+    if (!host.Load(listfile)) {
+        KelTrace(TRACE_ERROR, "main", kCantRead);
+        return kStatusListFile;
+    }
+    int rc = host.Reboot();
+    host.Save(listfile);
+    return rc;
+}
+
+// The file is written whatever happened, so that it records what was done.
+int suspend_vms(SshSrv::ESXiServer& host, const Env::String& listfile) {
+    int rc = host.Suspend();
+    if (!host.Save(listfile)) {
+        KelTrace(TRACE_ERROR, "main", kCantWrite);
+        rc = kStatusListFile;
+    }
+    return rc;
+}
+
+}  // namespace
+
+int RunMode(SshSrv::ESXiServer& host, const ToolOptions& options) {
+    switch (options.mode.value) {
+        case SshSrv::SRV_OP_CHECK_AUTH: return host.Login();
+        case SshSrv::SRV_OP_CHECK_SRV_MODE: return check_maintenance(host);
+        case SshSrv::SRV_OP_REBOOT: return reboot_vms(host, options.listfile.value);
+        case SshSrv::SRV_OP_SUSPEND: return suspend_vms(host, options.listfile.value);
+        default:
+            KelTrace(TRACE_ERROR, "main", kInvalidMode);
+            return kStatusCommandLine;
+    }
+}
+
+namespace {
+
+int run(const ToolOptions& options) {
+    kel_set_trace(static_cast<unsigned int>(options.tracemode.value));
+    kel_trace(TRACE_ALWAYS, kBanner, VMNAP_VER_MAJOR, VMNAP_VER_MINOR, VMNAP_VER_BUILD,
+              VMNAP_VER_PATCH);
+    std::unique_ptr<SshSrv::ESXiServer> host(new SshSrv::ESXiServer(
+        options.host.value, options.user.value, options.password.value));
+    host->SetTimeout(options.timeout.value);
+    int status = host->Init();
+    if (status == SSH_SUCCESS) status = RunMode(*host, options);
+    return status;
+}
+
+}  // namespace
+
+int RunTool(int argc, char** argv) {
+    int status;
+    try {
+        std::unique_ptr<ToolOptions> options(new ToolOptions());
+        status = parse_args(argc, argv, *options);
+        if (status != 0) return status;
+        status = run(*options);
+    } catch (...) {
+        KelTrace(TRACE_ERROR, "main", kExecutionError);
+        status = kStatusListFile;
+    }
+    kel_trace(TRACE_NOTICE, kExitCode, status);
+    return status;
+}
