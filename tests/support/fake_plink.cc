@@ -19,6 +19,7 @@
 //   timeout SECONDS   time limit of later expects (default 30)
 //   ignore-sigterm    from now on SIGTERM is recorded but does not end the program
 //   tty-input         read input from the controlling terminal, when there is one
+//   close-input       close stdin: later writes of the tool fail as into a gone client
 //   wait              stay silent until a signal ends the program
 //   exit N            end with status N (the end of the script is "exit 0")
 // It also ends itself when its parent process goes away, and after 120 s at most.
@@ -175,6 +176,11 @@ void use_terminal(Input& in) {
     if (fd != -1) in.fd = fd;
 }
 
+void close_input(Input& in) {
+    close(0);
+    if (in.fd == 0) in.open = false;
+}
+
 // Runs one script line; false for an unknown command.
 bool run_line(Input& in, const std::string& line) {
     size_t space = line.find(' ');
@@ -187,6 +193,7 @@ bool run_line(Input& in, const std::string& line) {
     else if (cmd == "timeout") in.expect_timeout = atof(arg.c_str());
     else if (cmd == "ignore-sigterm") g_ignore_term = 1;
     else if (cmd == "tty-input") use_terminal(in);
+    else if (cmd == "close-input") close_input(in);
     else if (cmd == "wait") for (;;) pause_for(in, 1);
     else if (cmd == "exit") _exit(atoi(arg.c_str()));
     else return false;

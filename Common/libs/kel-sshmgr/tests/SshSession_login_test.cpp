@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pty.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -70,6 +71,18 @@ TEST(SshSessionLogin, PasswordAnswerIsTracedAsWritten) {
     EXPECT_NE(std::string::npos,
               out.find("trace> DefaultParser: enter password for system password request\n"));
     EXPECT_NE(std::string::npos, out.find("==    7 bytes to write ==\nsecret\n\n"));
+}
+
+TEST(SshSessionLogin, AnswerThatCannotBeWrittenGivesTheStateCode) {
+    signal(SIGPIPE, SIG_IGN);  // the client closed its input
+    Login login;
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    login.Run({ScriptPrint(kPrompt), "close-input", "wait"});
+    std::string out = StopCapture() + testing::internal::GetCapturedStderr();
+    EXPECT_EQ(SSH_AUTH_ERR, login.rc);
+    EXPECT_EQ(EXEC_LOGIN, login.session.GetState());
+    EXPECT_NE(std::string::npos, out.find(": cannot write data.\n"));
 }
 
 TEST(SshSessionLogin, HostKeyQuestionIsAnsweredWithY) {

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdio.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <map>
@@ -130,10 +131,51 @@ TEST(SshSessionRun, NothingIsTracedIntoTheClientWhileStarting) {
     FakePlinkDir dir;
     SessionProbe s;
     kel_set_trace(TRACE_MODE_DEBUG);
+    setvbuf(stdout, nullptr, _IONBF, 0);  // a trace line would reach descriptor 1 at once
     ASSERT_EQ(SSH_SUCCESS, StartClient(dir, s, {"wait"}));
     usleep(300000);
     EXPECT_EQ(0, get_bytes_avail(s.ClientOutput()));  // the client itself wrote nothing
-    fflush(stdout);
+}
+
+// Lowers the descriptor limit so that only two more descriptors can be opened.
+class TwoFreeDescriptors {
+public:
+    TwoFreeDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &saved_);
+        std::map<int, std::string> open = OpenDescriptors();
+        int limit = 0;
+        for (int free = 0; free < 2; ++limit)
+            if (open.count(limit) == 0) ++free;
+        struct rlimit low = saved_;
+        low.rlim_cur = static_cast<rlim_t>(limit);
+        setrlimit(RLIMIT_NOFILE, &low);
+    }
+    ~TwoFreeDescriptors() { setrlimit(RLIMIT_NOFILE, &saved_); }
+
+private:
+    struct rlimit saved_;
+};
+
+TEST(SshSessionRun, PipesThatCannotBeMadeAreAnInternalError) {
+    FakePlinkDir dir;
+    dir.WriteScript({"wait"});
+    dir.Enter();
+    std::map<int, std::string> before = OpenDescriptors();
+    SessionProbe s;
+    s.SetState(EXEC_REMOTE);
+    StartDebugCapture();
+    SshCodes rc;
+    {
+        TwoFreeDescriptors limit;
+        rc = s.RunSshClient(kHost, kUser, kPassword);
+    }
+    std::string out = StopCapture();
+    EXPECT_EQ(SSH_INTERNAL_ERR, rc);
+    EXPECT_EQ(EXEC_INIT, s.GetState());
+    EXPECT_EQ(0, s.ProcessId());
+    EXPECT_NE(std::string::npos, out.find("trace> RunSshClient: can't create pipes\n"));
+    EXPECT_FALSE(dir.dir().Exists("plink.pid"));  // never started
+    EXPECT_EQ(before, OpenDescriptors());
 }
 
 TEST(SshSessionRun, KeepsOnlyTheTwoPipeEndsWhileRunning) {
