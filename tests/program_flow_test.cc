@@ -11,18 +11,19 @@
 
 namespace {
 
-const char kShow[] = "vim-cmd\n";
-const char kMaint[] = "vim-cmd hostsvc/hostsummary | grep inMaintenanceMode\n";
-const char kAllVms[] = "vim-cmd vmsvc/getallvms\n";
-const char kEnter[] = "vim-cmd hostsvc/maintenance_mode_enter\n";
-const char kExit[] = "vim-cmd hostsvc/maintenance_mode_exit\n";
+using esxi_cmd::kAllVms;
+using esxi_cmd::kEnter;
+using esxi_cmd::kExit;
+using esxi_cmd::kShow;
+using esxi_cmd::State;
+const char* const kMaint = esxi_cmd::kMaintenance;
+std::string SuspendCmd(const std::string& id) { return esxi_cmd::Suspend(id); }
+std::string PowerOnCmd(const std::string& id) { return esxi_cmd::PowerOn(id); }
+
 const char kLogin[] = "secret\nvim-cmd\nvim-cmd hostsvc/hostsummary | grep inMaintenanceMode\n";
 
 const char kBanner[] = "hh:mm:ss: \nOrvane tool. ver.1.1.0.0\n\n";
 
-std::string State(const std::string& id) { return "vim-cmd vmsvc/power.getstate " + id + "\n"; }
-std::string SuspendCmd(const std::string& id) { return "vim-cmd vmsvc/power.suspend " + id + "\n"; }
-std::string PowerOnCmd(const std::string& id) { return "vim-cmd vmsvc/power.on " + id + "\n"; }
 std::string ExitLine(int status) {
     return "hh:mm:ss: \nProgram exited with code " + std::to_string(status) + "\n";
 }
@@ -42,11 +43,7 @@ const char kSuspendedList[] =
     "timeout=\"300\"></virtualmachineserver></vms></esxiserver>\n";
 
 EsxiScript LoggedIn(bool maintenance) {
-    EsxiScript s;
-    s.Login("root", "secret")
-        .Answer(kShow, EsxiScript::kShowCommands)
-        .Answer(kMaint, EsxiScript::Maintenance(maintenance));
-    return s;
+    return EsxiScript::LoggedIn("root", "secret", maintenance);
 }
 
 EsxiScript SuspendingTwoVms() {

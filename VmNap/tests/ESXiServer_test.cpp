@@ -14,20 +14,21 @@
 
 namespace {
 
+using esxi_cmd::kAllVms;
+using esxi_cmd::kEnter;
+using esxi_cmd::kExit;
+using esxi_cmd::kShow;
+using esxi_cmd::State;
+const char* const kMaint = esxi_cmd::kMaintenance;
+std::string SuspendCmd(const std::string& id) { return esxi_cmd::Suspend(id); }
+std::string PowerOnCmd(const std::string& id) { return esxi_cmd::PowerOn(id); }
+
 using SshSrv::ESXiServer;
 using SshSrv::VirtualMachineServer;
 
-const char kShow[] = "vim-cmd\n";
-const char kMaint[] = "vim-cmd hostsvc/hostsummary | grep inMaintenanceMode\n";
-const char kAllVms[] = "vim-cmd vmsvc/getallvms\n";
-const char kEnter[] = "vim-cmd hostsvc/maintenance_mode_enter\n";
-const char kExit[] = "vim-cmd hostsvc/maintenance_mode_exit\n";
 const char kEnterTask[] = "'vim.Task:haTask-ha-host-vim.HostSystem.enterMaintenanceMode-20'\n";
 const char kExitTask[] = "'vim.Task:haTask-ha-host-vim.HostSystem.exitMaintenanceMode-18'\n";
 
-std::string State(const std::string& id) { return "vim-cmd vmsvc/power.getstate " + id + "\n"; }
-std::string SuspendCmd(const std::string& id) { return "vim-cmd vmsvc/power.suspend " + id + "\n"; }
-std::string PowerOnCmd(const std::string& id) { return "vim-cmd vmsvc/power.on " + id + "\n"; }
 
 const char kThreeVms[] =
     "Vmid   Name    File                  Guest OS        Version   Annotation\n"
@@ -39,11 +40,7 @@ const char kNoVms[] = "Vmid   Name   File   Guest OS   Version   Annotation\n";
 
 // Login as the session does it: password, vim-cmd, maintenance query.
 EsxiScript LoggedIn(bool maintenance) {
-    EsxiScript s;
-    s.Login("root", "secret")
-        .Answer(kShow, EsxiScript::kShowCommands)
-        .Answer(kMaint, EsxiScript::Maintenance(maintenance));
-    return s;
+    return EsxiScript::LoggedIn("root", "secret", maintenance);
 }
 
 // A host object started against the scripted client in a temp directory.

@@ -7,6 +7,26 @@ const char EsxiScript::kShowCommands[] =
     "hbrsvc/       internalsvc/  solo/         vmsvc/        \n"
     "hostsvc/      proxysvc/     vimsvc/       help\n";
 
+namespace esxi_cmd {
+const char kShow[] = "vim-cmd\n";
+const char kMaintenance[] = "vim-cmd hostsvc/hostsummary | grep inMaintenanceMode\n";
+const char kAllVms[] = "vim-cmd vmsvc/getallvms\n";
+const char kEnter[] = "vim-cmd hostsvc/maintenance_mode_enter\n";
+const char kExit[] = "vim-cmd hostsvc/maintenance_mode_exit\n";
+std::string State(const std::string& id) { return "vim-cmd vmsvc/power.getstate " + id + "\n"; }
+std::string Suspend(const std::string& id) { return "vim-cmd vmsvc/power.suspend " + id + "\n"; }
+std::string PowerOn(const std::string& id) { return "vim-cmd vmsvc/power.on " + id + "\n"; }
+}  // namespace esxi_cmd
+
+EsxiScript EsxiScript::LoggedIn(const std::string& user, const std::string& password,
+                                bool maintenance) {
+    EsxiScript s;
+    s.Login(user, password)
+        .Answer(esxi_cmd::kShow, kShowCommands)
+        .Answer(esxi_cmd::kMaintenance, Maintenance(maintenance));
+    return s;
+}
+
 std::string WithCrLf(const std::string& text) {
     std::string out;
     for (char c : text) {

@@ -25,6 +25,10 @@ public:
 
     const std::vector<std::string>& lines() const { return lines_; }
 
+    // A login as the tool does it: password, vim-cmd, maintenance query.
+    static EsxiScript LoggedIn(const std::string& user, const std::string& password,
+                               bool maintenance);
+
     // Typical host replies.
     static const char kShowCommands[];
     static std::string Maintenance(bool on);
@@ -33,6 +37,18 @@ public:
 private:
     std::vector<std::string> lines_;
 };
+
+// The command lines the tool sends, as the host receives them.
+namespace esxi_cmd {
+extern const char kShow[];
+extern const char kMaintenance[];
+extern const char kAllVms[];
+extern const char kEnter[];
+extern const char kExit[];
+std::string State(const std::string& id);
+std::string Suspend(const std::string& id);
+std::string PowerOn(const std::string& id);
+}  // namespace esxi_cmd
 
 // "\n" turned into "\r\n", as a terminal shows it.
 std::string WithCrLf(const std::string& text);
