@@ -58,6 +58,15 @@ std::string ListFile(const std::string& maintenance, const std::string& reboot, 
            "\" reboot=\"" + reboot + "\"><vms>" + rows + "</vms></esxiserver>\n";
 }
 
+// One running and one stopped VM, before suspend_vms and after it (maintenance task 1 ran).
+const std::string kHostBeforeSuspend = Host("no", 1) + Vm("1", "web01", "on") + Vm("2", "backup", "off");
+const std::string kHostAfterSuspend =
+    Host("yes", 2) + Vm("1", "web01", "suspended") + Vm("2", "backup", "off");
+
+std::string SuspendedList() {
+    return ListFile("true", "true", Row("1", "web01", "Suspended", "to reboot") + Row("2", "backup", "Powered off"));
+}
+
 bool Exists(const std::string& path) {
     struct stat st;
     return stat(path.c_str(), &st) == 0;
@@ -114,19 +123,22 @@ protected:
     int last_seconds_ = 0;
 };
 
-TEST_F(RealClient, SuspendThenRebootRoundTripThroughTheListFile) {
-    SetHost(Host("no", 1) + Vm("1", "web01", "on") + Vm("2", "backup", "off"));
-    ProgramResult suspend = Run("suspend_vms");
-    ASSERT_EQ(0, suspend.exit_status) << Explain(suspend);
-    EXPECT_EQ(kBanner, suspend.out);
-    EXPECT_EQ(Host("yes", 2) + Vm("1", "web01", "suspended") + Vm("2", "backup", "off"), HostNow());
-    EXPECT_EQ(ListFile("true", "true",
-                       Row("1", "web01", "Suspended", "to reboot") + Row("2", "backup", "Powered off")),
-              ListNow());
+TEST_F(RealClient, SuspendVmsSuspendsMarksEntersMaintenanceAndSavesTheListFile) {
+    SetHost(kHostBeforeSuspend);
+    ProgramResult r = Run("suspend_vms");
+    ASSERT_EQ(0, r.exit_status) << Explain(r);
+    EXPECT_EQ(kBanner, r.out);
+    EXPECT_EQ(kHostAfterSuspend, HostNow());
+    EXPECT_EQ(SuspendedList(), ListNow());
+}
 
-    ProgramResult reboot = Run("reboot_vms");
-    ASSERT_EQ(0, reboot.exit_status) << Explain(reboot);
-    EXPECT_EQ(kBanner, reboot.out);
+// Starts where the test above ends: the host as suspend_vms left it and the list file it wrote.
+TEST_F(RealClient, RebootVmsReloadsTheSavedListFileAndPowersOnTheMarkedVms) {
+    SetHost(kHostAfterSuspend);
+    work_.Write(kListFile, SuspendedList());
+    ProgramResult r = Run("reboot_vms");
+    ASSERT_EQ(0, r.exit_status) << Explain(r);
+    EXPECT_EQ(kBanner, r.out);
     EXPECT_EQ(Host("no", 3) + Vm("1", "web01", "on") + Vm("2", "backup", "off"), HostNow());
     EXPECT_EQ(ListFile("false", "false",
                        Row("1", "web01", "Powered on", "rebooted") + Row("2", "backup", "Powered off")),
@@ -189,6 +201,75 @@ TEST_F(RealClient, VmThatRefusesToSuspendIs11AndLeavesTheRestRunning) {
     EXPECT_EQ(ListFile("false", "false",
                        Row("1", "web01", "Suspended", "to reboot") + Row("2", "db01", "Powered on") +
                            Row("3", "app01", "Powered on")),
+              ListNow());
+}
+
+// Powers on `vm_id` as soon as `trigger_id` is suspended: someone starting a VM while the tool works.
+class PowerOnWhenSuspended {
+public:
+    PowerOnWhenSuspended(const std::string& state_path, const std::string& trigger_id, const std::string& vm_id)
+        : store_(state_path), thread_([=] { Watch(trigger_id, vm_id); }) {}
+    ~PowerOnWhenSuspended() {
+        stop_ = true;
+        thread_.join();
+    }
+    bool fired() const { return fired_; }
+
+private:
+    void Watch(const std::string& trigger_id, const std::string& vm_id) {
+        for (std::string error; !stop_ && !fired_; std::this_thread::sleep_for(std::chrono::milliseconds(20))) {
+            store_.Update(
+                [&](esxisim::HostState* host) {
+                    esxisim::VmState* trigger = host->FindVm(trigger_id);
+                    if (!trigger || trigger->power != esxisim::PowerState::kSuspended) return;
+                    host->FindVm(vm_id)->power = esxisim::PowerState::kOn;
+                    fired_ = true;
+                },
+                &error);
+        }
+    }
+
+    esxisim::StateStore store_;
+    std::atomic<bool> stop_{false}, fired_{false};
+    std::thread thread_;
+};
+
+TEST_F(RealClient, HostRefusingMaintenanceWhileAVmRunsIs13AndTheFileDoesNotAskForReboot) {
+    SetHost(Host("no", 1, "yes") + Vm("1", "web01", "on") + Vm("2", "backup", "off"));
+    ProgramResult r;
+    {
+        PowerOnWhenSuspended someone_else(StatePath(), "1", "2");
+        r = Run("suspend_vms");
+        EXPECT_TRUE(someone_else.fired());
+    }
+    EXPECT_EQ(13, r.exit_status) << Explain(r);
+    EXPECT_EQ(Host("no", 1, "yes") + Vm("1", "web01", "suspended") + Vm("2", "backup", "on"), HostNow());
+    EXPECT_EQ(ListFile("false", "false",
+                       Row("1", "web01", "Suspended", "to reboot") + Row("2", "backup", "Powered off")),
+              ListNow());
+}
+
+// ESXi 6.0 and later prompt "[root@HOST:~] "; the tool only knows the "~ #" of 4.x and 5.x.
+TEST_F(RealClient, AccountCheckOnAHostWithTheBracketPromptIs0) {
+    SetHost(Host("no", 1, "no", "bracket"));
+    ProgramResult r = Run("account_check");
+    EXPECT_EQ(0, r.exit_status) << Explain(r);
+    EXPECT_EQ(kBanner, r.out);
+}
+
+// The prompt line is listed as a VM, and the suspend reply never counts as finished: the VM is suspended
+// on the host, but the wait times out (at once with 0 minutes) and the list file does not mark it.
+TEST_F(RealClient, SuspendOnAHostWithTheBracketPromptTimesOutWith8AndLeavesTheVmUnmarked) {
+    SetHost(Host("no", 1, "no", "bracket") + Vm("1", "web01", "on"));
+    ProgramResult r = Run("suspend_vms", {"-timeoutminutes", "0", "-D", "debug"});
+    EXPECT_EQ(8, r.exit_status) << Explain(r);
+    EXPECT_NE(std::string::npos, r.out.find("AddChild: add child server, id: [root@esx01:~], name: \n"));
+    EXPECT_NE(std::string::npos, r.out.find("client canceled by timeout\n"));
+    EXPECT_EQ(Host("no", 1, "no", "bracket") + Vm("1", "web01", "suspended"), HostNow());
+    EXPECT_EQ("<?xml version=\"1.0\"?>\n<esxiserver host=\"127.0.0.1\" maintenancemode=\"false\" "
+              "reboot=\"false\"><vms><virtualmachineserver id=\"1\" name=\"web01\" status=\"Powered on\" "
+              "timeout=\"0\"></virtualmachineserver><virtualmachineserver id=\"[root@esx01:~]\" "
+              "timeout=\"0\"></virtualmachineserver></vms></esxiserver>\n",
               ListNow());
 }
 
