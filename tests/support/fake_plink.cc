@@ -22,7 +22,8 @@
 //   close-input       close stdin: later writes of the tool fail as into a gone client
 //   wait              stay silent until a signal ends the program
 //   exit N            end with status N (the end of the script is "exit 0")
-// It also ends itself when its parent process goes away, and after 120 s at most.
+//   lifetime SECONDS  end (by SIGALRM) that many seconds from now; the default is 120 from the start
+// It also ends itself (status 5) within 0.1 s of its parent process going away.
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -196,6 +197,7 @@ bool run_line(Input& in, const std::string& line) {
     else if (cmd == "close-input") close_input(in);
     else if (cmd == "wait") for (;;) pause_for(in, 1);
     else if (cmd == "exit") _exit(atoi(arg.c_str()));
+    else if (cmd == "lifetime") alarm(static_cast<unsigned>(atoi(arg.c_str())));
     else return false;
     return true;
 }

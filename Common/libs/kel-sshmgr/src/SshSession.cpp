@@ -175,7 +175,7 @@ SshCodes SshSession::GetResponse(char** ppResponse) {
     try {
         KelTrace(TRACE_DEBUG, "GetResponse", kMsgGetResponse);
         if (ppResponse == NULL) {
-            kel_trace(TRACE_ERROR, kMsgNoContainer);
+            KelTrace(TRACE_ERROR, "GetResponse", kMsgNoContainer);
             return StateToSshcode(retval);
         }
         *ppResponse = m_response;
@@ -207,7 +207,7 @@ bool SshSession::WriteAnswer() {
         trace_sent(m_command, written);
         return true;
     }
-    kel_trace(TRACE_ERROR, kMsgCannotWrite);
+    KelTrace(TRACE_ERROR, "GetResponse", kMsgCannotWrite);
     return false;
 }
 
@@ -245,7 +245,7 @@ int SshSession::ReadRound(int& nAvailable, int& nAvailablePrev, time_t& tStartTi
         return 1;
     }
     if (read_fdhandle(stdout_r, m_response, nBufSize, nAvailable) <= 0) {
-        kel_trace(TRACE_ERROR, kMsgCannotRead);
+        KelTrace(TRACE_ERROR, "GetData", kMsgCannotRead);
         retval = StateToSshcode(retval);
         return 0;
     }

@@ -13,6 +13,7 @@
 #include "descriptors.h"
 #include "fake_plink_dir.h"
 #include "kel-tools-trace.h"
+#include "run_program.h"
 #include "session_probe.h"
 
 namespace {
@@ -82,7 +83,7 @@ TEST(SshSessionLogin, AnswerThatCannotBeWrittenGivesTheStateCode) {
     std::string out = StopCapture() + testing::internal::GetCapturedStderr();
     EXPECT_EQ(SSH_AUTH_ERR, login.rc);
     EXPECT_EQ(EXEC_LOGIN, login.session.GetState());
-    EXPECT_NE(std::string::npos, out.find(": cannot write data.\n"));
+    EXPECT_NE(std::string::npos, NormalizeStamps(out).find("hh:mm:ss: GetResponse: cannot write data.\n"));
 }
 
 TEST(SshSessionLogin, HostKeyQuestionIsAnsweredWithY) {

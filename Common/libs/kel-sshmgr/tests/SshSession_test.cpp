@@ -19,6 +19,13 @@
 
 namespace {
 
+int CountLines(const std::string& text, const std::string& line) {
+    std::string normal = NormalizeStamps(text);
+    int n = 0;
+    for (size_t pos = normal.find(line); pos != std::string::npos; pos = normal.find(line, pos + 1)) ++n;
+    return n;
+}
+
 TEST(SshSessionBasics, StartsEmptyWithDefaults) {
     SessionProbe s;
     EXPECT_EQ(EXEC_INIT, s.GetState());
@@ -273,7 +280,7 @@ TEST(SshSessionResponse, NullContainerIsRefusedWithTheStateCode) {
     s.SetState(EXEC_REMOTE);
     EXPECT_EQ(SSH_REMOTE_PARSER_ERR, s.GetResponse(nullptr));
     std::string out = StopCapture() + testing::internal::GetCapturedStderr();
-    EXPECT_NE(std::string::npos, out.find(": container for response not defined\n"));
+    EXPECT_EQ(2, CountLines(out, "hh:mm:ss: GetResponse: container for response not defined\n"));
 }
 
 }  // namespace
