@@ -99,7 +99,7 @@ protected:
                       const std::string& password = "") {
         ProgramRun run;
         run.path = kIp;
-        run.args = {"netns", "exec", sshd_.netns(), VMNAP_EXE, "-host", "127.0.0.1", "-usr", sshd_.user(),
+        run.args = {"netns", "exec", sshd_.netns(), VMNAP_EXE, "-host", host_, "-usr", sshd_.user(),
                     "-pwd", password.empty() ? sshd_.password() : password, "-mode", mode};
         run.args.insert(run.args.end(), extra.begin(), extra.end());
         run.cwd = work_.path();
@@ -120,6 +120,7 @@ protected:
 
     SshdFixture sshd_;
     TempDir work_;
+    std::string host_ = "127.0.0.1";
     int last_seconds_ = 0;
 };
 
@@ -191,6 +192,33 @@ TEST_F(RealClient, AccountCheckWithAWrongPasswordIs6) {
     EXPECT_EQ(Host("no", 1) + Vm("1", "web01", "on"), HostNow());
 }
 
+// sshd listens on 127.0.0.1 only: 127.0.0.2 refuses the connection, and plink gives up at once. The
+// list file is saved after a failed suspend too, so it now holds a host without VMs.
+TEST_F(RealClient, HostRefusingTheConnectionIs3AndSuspendVmsStillWritesTheListFile) {
+    host_ = "127.0.0.2";
+    SetHost(kHostBeforeSuspend);
+    work_.Write(kListFile, SuspendedList());
+    ProgramResult r = Run("suspend_vms");
+    EXPECT_EQ(3, r.exit_status) << Explain(r);
+    EXPECT_EQ(kBanner, r.out);
+    EXPECT_EQ("<?xml version=\"1.0\"?>\n<esxiserver host=\"127.0.0.2\" maintenancemode=\"false\" "
+              "reboot=\"false\"><vms></vms></esxiserver>\n",
+              ListNow());
+    EXPECT_EQ(kHostBeforeSuspend, HostNow());
+}
+
+// A second suspend_vms finds the host in maintenance, changes nothing, and saves the VMs without marks:
+// the record of the first run is gone, and reboot_vms will not start anything.
+TEST_F(RealClient, SecondSuspendRunOverwritesTheRecordOfTheFirst) {
+    SetHost(kHostAfterSuspend);
+    work_.Write(kListFile, SuspendedList());
+    ProgramResult r = Run("suspend_vms");
+    EXPECT_EQ(0, r.exit_status) << Explain(r);
+    EXPECT_EQ(kHostAfterSuspend, HostNow());
+    EXPECT_EQ(ListFile("true", "false", Row("1", "web01", "Suspended") + Row("2", "backup", "Powered off")),
+              ListNow());
+}
+
 TEST_F(RealClient, VmThatRefusesToSuspendIs11AndLeavesTheRestRunning) {
     SetHost(Host("no", 1) + Vm("1", "web01", "on") + Vm("2", "db01", "on", "yes") + Vm("3", "app01", "on"));
     ProgramResult r = Run("suspend_vms");
@@ -255,6 +283,15 @@ TEST_F(RealClient, AccountCheckOnAHostWithTheBracketPromptIs0) {
     ProgramResult r = Run("account_check");
     EXPECT_EQ(0, r.exit_status) << Explain(r);
     EXPECT_EQ(kBanner, r.out);
+}
+
+TEST_F(RealClient, CheckMaintenanceModeOnAHostWithTheBracketPromptStillReadsTheFlag) {
+    SetHost(Host("yes", 1, "no", "bracket"));
+    ProgramResult in = Run("check_maintenance_mode");
+    EXPECT_EQ(0, in.exit_status) << Explain(in);
+    SetHost(Host("no", 1, "no", "bracket"));
+    ProgramResult out = Run("check_maintenance_mode");
+    EXPECT_EQ(13, out.exit_status) << Explain(out);
 }
 
 // The prompt line is listed as a VM, and the suspend reply never counts as finished: the VM is suspended
