@@ -1,11 +1,10 @@
 #include "SshSession.h"
 
-#include <signal.h>
 #include <stdio.h>
 #include <string.h>
-#include <strings.h>
 #include <unistd.h>
 
+#include "client_conversation.h"
 #include "kel-tools-trace.h"
 #include "ssh_exec.h"
 #include "ssh_socket.h"
@@ -15,10 +14,6 @@ namespace Ssh {
 namespace {
 
 const int kDefaultTimeout = 1000;
-const int kClosePolls = 5;
-const int kPollsBeforeTerm = 3;
-const char* const kClientName = "plink";
-const char* const kPathSeparator = "/";
 const char* const kArgsFormat = " -ssh %s@%s";
 const char* const kLineEnd = "\n";
 
@@ -43,7 +38,6 @@ const char* const kMsgParserInProgress = "default ssh session parser in progress
 const char* const kMsgEnterPassword = "enter password for system password request\n";
 const char* const kMsgWrongPassword = "wrong password, terminate connection\n";
 const char* const kMsgVerbose = "plink verbose information\n";
-const char* const kMsgTerminated = "client terminated forcibly\n";
 
 const char* const kErrInit = "SshSession::Init error catched\n";
 const char* const kErrRun = "SshSession::RunSshClient error\n";
@@ -56,22 +50,11 @@ const char* const kErrParser = "SshSession::DefaultParser error catched\n";
 
 bool has(const char* text, const char* needle) { return strstr(text, needle) != NULL; }
 
-bool is_host_key_question(const char* text) {
-    return has(text, "host key") && has(text, "fingerprint") &&
-           (has(text, "y/n") || has(text, "yes/no"));
-}
-
 bool is_password_prompt(const char* text) {
     return (has(text, "password:") || has(text, "Password:")) &&
            !has(text, "weak admin's password:");
 }
 
-bool is_logout(const char* text) { return has(text, "logout") || has(text, "connection abort"); }
-
-void restore_and_close(fd_handle& saved, int std_fd) {
-    if (saved != -1) dup2(saved, std_fd);
-    close_fdhandle(saved);
-}
 
 }  // namespace
 
@@ -110,12 +93,7 @@ SshCodes SshSession::Init() {
 
 SshCodes SshSession::GetRunSshCommand(const char* cszHost, const char* cszUser) {
     KelTrace(TRACE_DEBUG, "GetRunSshCommand", kMsgGenerateCommand);
-    char directory[kBufSize];
-    memset(directory, 0, sizeof(directory));
-    if (getcwd(directory, sizeof(directory)) == NULL) directory[0] = '\0';
-    int length = snprintf(m_szPath, kBufSize, "%s%s%s", directory, kPathSeparator, kClientName);
-    (void)length;  // a path cut at the buffer's end is simply not found
-    if (access(m_szPath, F_OK) != 0) return SSH_CLIENT_NOT_FOUND_ERR;
+    if (!locate_client(m_szPath, kBufSize)) return SSH_CLIENT_NOT_FOUND_ERR;
     snprintf(m_szArgs, kBufSize, kArgsFormat, cszUser, cszHost);
     return SSH_SUCCESS;
 }
@@ -303,7 +281,7 @@ int SshSession::DefaultParser(SshCodes& errcode) {
             m_state = EXEC_QUIT;
             return 1;
         }
-        return ParseQuitQuestions();
+        return answer_quit_question(m_response, m_state == EXEC_QUIT, m_command, kBufSize);
     } catch (...) {
         kel_trace(TRACE_ERROR, kErrParser);
     }
@@ -327,40 +305,8 @@ int SshSession::ParsePassword(SshCodes& errcode) {
     return 0;
 }
 
-// While the remote side logs out: accept saving changes and swallow the
-// follow-up lines. In other states such text belongs to the caller.
-int SshSession::ParseQuitQuestions() {
-    const bool quitting = m_state == EXEC_QUIT;
-    const char* text = m_response;
-    if (has(text, "system has unsaved changes") && !has(text, "y/n")) return quitting;
-    if (has(text, "system has unsaved changes") && has(text, "you like to save") &&
-        has(text, "y/n")) {
-        if (quitting) snprintf(m_command, kBufSize, "y%s", kLineEnd);
-        return quitting;
-    }
-    if (has(text, "Configuration Saved") || has(text, "Configuration Not Saved")) return quitting;
-    if (strcasecmp(text, "y") == 0 || strcasecmp(text, "n") == 0) return quitting;
-    return 0;
-}
-
 SshCodes SshSession::StateToSshcode(SshCodes curcode) const {
-    switch (m_state) {
-        case EXEC_INIT:
-        case EXEC_STARTING:
-            return SSH_CLIENT_ERR;
-        case EXEC_CONNECTING:
-            return SSH_CANNOT_CONNECT_ERR;
-        case EXEC_KEY_EXCHANGE:
-        case EXEC_LOGIN:
-            return SSH_AUTH_ERR;
-        case EXEC_REMOTE:
-        case EXEC_TERMINATED:
-            return SSH_REMOTE_PARSER_ERR;
-        case EXEC_CANCELED_BY_TIMEOUT:
-            return SSH_REMOTE_TIMEOUT_ERR;
-        default:
-            return curcode;
-    }
+    return execstate_to_exit_code(curcode, m_state);
 }
 
 void SshSession::CloseSession() {
@@ -372,30 +318,14 @@ void SshSession::CloseSession() {
     }
 }
 
-// Up to five polls; SIGTERM once, after the third poll that finds the client alive.
 void SshSession::TerminateClient() {
-    if (m_iProcessId != 0) {
-        int alive = 0;
-        for (int i = 0; i < kClosePolls; ++i) {
-            if (wait_process(m_iProcessId) != 0) break;
-            if (++alive == kPollsBeforeTerm) {
-                kel_trace(TRACE_WARNING, kMsgTerminated);
-                kill(m_iProcessId, SIGTERM);
-            }
-        }
-    }
+    terminate_client(m_iProcessId);
     m_iProcessId = 0;
 }
 
 void SshSession::CloseDescriptors() {
-    close_fdhandle(stdout_r);
-    close_fdhandle(stdout_w);
-    close_fdhandle(stdout_e);
-    close_fdhandle(stdin_r);
-    close_fdhandle(stdin_w);
-    restore_and_close(stdout_def, STD_OUTPUT_HANDLE);
-    restore_and_close(stdin_def, STD_INPUT_HANDLE);
-    restore_and_close(stderr_def, STD_ERROR_HANDLE);
+    release_client_fds(stdin_def, stdout_def, stderr_def, stdout_r, stdout_w, stdout_e, stdin_r,
+                       stdin_w);
 }
 
 }  // namespace Ssh

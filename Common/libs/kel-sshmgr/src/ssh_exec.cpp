@@ -3,6 +3,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "client_conversation.h"
 #include "kel-tools-trace.h"
 
 namespace {
@@ -39,12 +40,6 @@ struct PipePair {
     }
 };
 
-void restore_and_close(fd_handle& saved, int std_fd) {
-    if (saved == -1) return;
-    dup2(saved, std_fd);
-    close_fdhandle(saved);
-}
-
 bool save_std(fd_handle& stdin_def, fd_handle& stdout_def, fd_handle& stderr_def) {
     stdout_def = dup(STD_OUTPUT_HANDLE);
     stdin_def = dup(STD_INPUT_HANDLE);
@@ -79,14 +74,8 @@ int create_pipes(fd_handle& stdin_def, fd_handle& stdout_def, fd_handle& stderr_
         return 1;
     }
     pipes.CloseAll();
-    close_fdhandle(stdout_r);
-    close_fdhandle(stdout_w);
-    close_fdhandle(stdout_e);
-    close_fdhandle(stdin_r);
-    close_fdhandle(stdin_w);
-    restore_and_close(stdout_def, STD_OUTPUT_HANDLE);
-    restore_and_close(stdin_def, STD_INPUT_HANDLE);
-    restore_and_close(stderr_def, STD_ERROR_HANDLE);
+    release_client_fds(stdin_def, stdout_def, stderr_def, stdout_r, stdout_w, stdout_e, stdin_r,
+                       stdin_w);
     return 0;
 }
 

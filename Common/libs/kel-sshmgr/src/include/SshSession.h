@@ -64,7 +64,6 @@ private:
     SshCodes CheckTimeout(time_t tStartTime, SshCodes retval);
     bool WriteAnswer();
     int ParsePassword(SshCodes& errcode);
-    int ParseQuitQuestions();
     void TerminateClient();
     void CloseDescriptors();
 };
