@@ -120,6 +120,21 @@ TEST_F(ProgramFlow, SecondPasswordPromptIsAnAuthenticationError) {
     EXPECT_EQ("secret\n", dir_.Received());
 }
 
+// plink reports the refusal seconds before it asks again: nothing may be
+// taken for the shell in between, so no command reaches the client.
+TEST_F(ProgramFlow, DenialBeforeTheSecondPromptSendsNoCommand) {
+    ProgramResult r = Run(EsxiScript()
+                              .Print("root@esx's password: ")
+                              .Raw("expect secret\\n")
+                              .Print("Access denied\r\n")
+                              .Sleep(4)
+                              .Print("root@esx's password: ")
+                              .Wait(),
+                          "account_check");
+    EXPECT_EQ(6, r.exit_status);
+    EXPECT_EQ("secret\n", dir_.Received());
+}
+
 TEST_F(ProgramFlow, CheckMaintenanceModeOnAHostInMaintenance) {
     ProgramResult r = Run(LoggedIn(true).Wait(), "check_maintenance_mode", {"-D", "debug"});
     EXPECT_EQ(0, r.exit_status);

@@ -38,6 +38,7 @@ const char* const kMsgParserInProgress = "default ssh session parser in progress
 const char* const kMsgEnterPassword = "enter password for system password request\n";
 const char* const kMsgWrongPassword = "wrong password, terminate connection\n";
 const char* const kMsgVerbose = "plink verbose information\n";
+const char* const kMsgAccessDenied = "password refused, waiting for the client's next prompt\n";
 
 const char* const kErrInit = "SshSession::Init error catched\n";
 const char* const kErrRun = "SshSession::RunSshClient error\n";
@@ -263,6 +264,12 @@ void SshSession::NormalizeResponse() {
     }
 }
 
+// plink reports a refused password on its own, about 2.6 s before it asks
+// again: keep reading, so that the second prompt ends the login.
+bool SshSession::is_refused_password(const char* text) const {
+    return m_state == EXEC_LOGIN && has(text, "Access denied");
+}
+
 int SshSession::DefaultParser(SshCodes& errcode) {
     try {
         KelTrace(TRACE_DEBUG, "DefaultParser", kMsgParserInProgress);
@@ -275,6 +282,10 @@ int SshSession::DefaultParser(SshCodes& errcode) {
         if (is_password_prompt(m_response)) return ParsePassword(errcode);
         if (isVerboseInformation(m_response)) {
             KelTrace(TRACE_DEBUG, "DefaultParser", kMsgVerbose);
+            return 1;
+        }
+        if (is_refused_password(m_response)) {
+            KelTrace(TRACE_DEBUG, "DefaultParser", kMsgAccessDenied);
             return 1;
         }
         if (is_logout(m_response)) {

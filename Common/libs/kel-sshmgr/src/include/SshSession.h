@@ -64,6 +64,7 @@ private:
     SshCodes CheckTimeout(time_t tStartTime, SshCodes retval);
     bool WriteAnswer();
     int ParsePassword(SshCodes& errcode);
+    bool is_refused_password(const char* text) const;
     void TerminateClient();
     void CloseDescriptors();
 };
