@@ -11,14 +11,7 @@
 
 namespace {
 
-using esxi_cmd::kAllVms;
-using esxi_cmd::kEnter;
-using esxi_cmd::kExit;
-using esxi_cmd::kShow;
-using esxi_cmd::State;
-const char* const kMaint = esxi_cmd::kMaintenance;
-std::string SuspendCmd(const std::string& id) { return esxi_cmd::Suspend(id); }
-std::string PowerOnCmd(const std::string& id) { return esxi_cmd::PowerOn(id); }
+using namespace esxi_cmd;  // the command lines the host receives
 
 const char kLogin[] = "secret\nvim-cmd\nvim-cmd hostsvc/hostsummary | grep inMaintenanceMode\n";
 
@@ -51,10 +44,10 @@ EsxiScript SuspendingTwoVms() {
     s.Answer(kAllVms, kTwoVms)
         .Answer(State("1"), EsxiScript::PowerState("Powered on"))
         .Answer(State("2"), EsxiScript::PowerState("Powered off"))
-        .Answer(SuspendCmd("1"), "Suspending VM:\n")
+        .Answer(esxi_cmd::Suspend("1"), "Suspending VM:\n")
         .Answer(State("1"), EsxiScript::PowerState("Suspended"))
         .Answer(kEnter, "'vim.Task:haTask-ha-host-vim.HostSystem.enterMaintenanceMode-20'\n")
-        .Answer(kMaint, EsxiScript::Maintenance(true));
+        .Answer(kMaintenance, EsxiScript::Maintenance(true));
     return s;
 }
 
@@ -155,8 +148,8 @@ TEST_F(ProgramFlow, SuspendVmsWritesTheMarkedList) {
     ProgramResult r = Run(SuspendingTwoVms().Wait(), "suspend_vms");
     EXPECT_EQ(0, r.exit_status);
     EXPECT_EQ(kBanner, r.out);
-    EXPECT_EQ(std::string(kLogin) + kAllVms + State("1") + State("2") + SuspendCmd("1") +
-                  State("1") + kEnter + kMaint,
+    EXPECT_EQ(std::string(kLogin) + kAllVms + State("1") + State("2") + esxi_cmd::Suspend("1") +
+                  State("1") + kEnter + kMaintenance,
               dir_.Received());
     EXPECT_EQ(kSuspendedList, ListFile());
 }
@@ -166,7 +159,7 @@ TEST_F(ProgramFlow, SuspendVmsToAMissingDirectoryStillSuspends) {
                           {"ListFile=no-such-dir/vms.xml"});
     EXPECT_EQ(2, r.exit_status);
     EXPECT_NE(std::string::npos, r.out.find("main: can't write esxi server structure to xml\n"));
-    EXPECT_NE(std::string::npos, dir_.Received().find(SuspendCmd("1") + State("1") + kEnter));
+    EXPECT_NE(std::string::npos, dir_.Received().find(esxi_cmd::Suspend("1") + State("1") + kEnter));
 }
 
 TEST_F(ProgramFlow, VmThatRefusesToSuspendIs11AndTheFileRecordsIt) {
@@ -174,12 +167,12 @@ TEST_F(ProgramFlow, VmThatRefusesToSuspendIs11AndTheFileRecordsIt) {
                               .Answer(kAllVms, kTwoVms)
                               .Answer(State("1"), EsxiScript::PowerState("Powered on"))
                               .Answer(State("2"), EsxiScript::PowerState("Powered on"))
-                              .Answer(SuspendCmd("1"), "Suspending VM:\n")
+                              .Answer(esxi_cmd::Suspend("1"), "Suspending VM:\n")
                               .Answer(State("1"), EsxiScript::PowerState("Powered on"))
                               .Wait(),
                           "suspend_vms");
     EXPECT_EQ(11, r.exit_status);
-    EXPECT_EQ(std::string(kLogin) + kAllVms + State("1") + State("2") + SuspendCmd("1") +
+    EXPECT_EQ(std::string(kLogin) + kAllVms + State("1") + State("2") + esxi_cmd::Suspend("1") +
                   State("1"),
               dir_.Received());
     EXPECT_EQ("<?xml version=\"1.0\"?>\n"
@@ -195,7 +188,7 @@ TEST_F(ProgramFlow, HostThatRefusesMaintenanceIs13) {
     ProgramResult r = Run(LoggedIn(false)
                               .Answer(kAllVms, "Vmid Name File\n")
                               .Answer(kEnter, "(vim.fault.InvalidState) {\n}\n")
-                              .Answer(kMaint, EsxiScript::Maintenance(false))
+                              .Answer(kMaintenance, EsxiScript::Maintenance(false))
                               .Wait(),
                           "suspend_vms");
     EXPECT_EQ(13, r.exit_status);
@@ -206,7 +199,7 @@ TEST_F(ProgramFlow, SuspendStillInProgressIs15) {
     ProgramResult r = Run(LoggedIn(false)
                               .Answer(kAllVms, "Vmid Name File\n1 a x\n")
                               .Answer(State("1"), EsxiScript::PowerState("Powered on"))
-                              .AnswerWithoutPrompt(SuspendCmd("1"), "Suspending VM:\n")
+                              .AnswerWithoutPrompt(esxi_cmd::Suspend("1"), "Suspending VM:\n")
                               .Sleep(3)
                               .Print("Suspending VM:\r\n")
                               .Wait(),
@@ -221,7 +214,7 @@ TEST_F(ProgramFlow, ReplyThatNeverComesTimesOutWithZeroMinutes) {
                               .Wait(),
                           "suspend_vms", {"-timeoutminutes", "0"});
     EXPECT_EQ(8, r.exit_status);
-    EXPECT_EQ(std::string(kLogin) + kAllVms + State("1") + SuspendCmd("1"), dir_.Received());
+    EXPECT_EQ(std::string(kLogin) + kAllVms + State("1") + esxi_cmd::Suspend("1"), dir_.Received());
     EXPECT_NE(std::string::npos, ListFile().find("timeout=\"0\""));
 }
 
@@ -239,13 +232,13 @@ TEST_F(ProgramFlow, RebootVmsPowersOnTheMarkedVms) {
     dir_.dir().Write("esxi_vms.xml", kSuspendedList);
     ProgramResult r = Run(LoggedIn(true)
                               .Answer(kExit, "'vim.Task:haTask-ha-host-vim.HostSystem.exitMaintenanceMode-18'\n")
-                              .Answer(kMaint, EsxiScript::Maintenance(false))
-                              .Answer(PowerOnCmd("1"), "Powering on VM:\n")
+                              .Answer(kMaintenance, EsxiScript::Maintenance(false))
+                              .Answer(esxi_cmd::PowerOn("1"), "Powering on VM:\n")
                               .Answer(State("1"), EsxiScript::PowerState("Powered on"))
                               .Wait(),
                           "reboot_vms");
     EXPECT_EQ(0, r.exit_status);
-    EXPECT_EQ(std::string(kLogin) + kExit + kMaint + PowerOnCmd("1") + State("1"),
+    EXPECT_EQ(std::string(kLogin) + kExit + kMaintenance + esxi_cmd::PowerOn("1") + State("1"),
               dir_.Received());
     EXPECT_EQ("<?xml version=\"1.0\"?>\n"
               "<esxiserver host=\"esx\" maintenancemode=\"false\" reboot=\"false\"><vms>"
@@ -260,11 +253,11 @@ TEST_F(ProgramFlow, HostThatStaysInMaintenanceKeepsTheFileAskingForReboot) {
     dir_.dir().Write("esxi_vms.xml", kSuspendedList);
     ProgramResult r = Run(LoggedIn(true)
                               .Answer(kExit, "(vim.fault.InvalidState) {\n}\n")
-                              .Answer(kMaint, EsxiScript::Maintenance(true))
+                              .Answer(kMaintenance, EsxiScript::Maintenance(true))
                               .Wait(),
                           "reboot_vms");
     EXPECT_EQ(13, r.exit_status);
-    EXPECT_EQ(std::string(kLogin) + kExit + kMaint, dir_.Received());
+    EXPECT_EQ(std::string(kLogin) + kExit + kMaintenance, dir_.Received());
     EXPECT_EQ(kSuspendedList, ListFile());
 }
 
@@ -291,8 +284,8 @@ TEST_F(ProgramFlow, SuspendThenRebootRoundTrip) {
     ProgramResult reboot =
         Run(LoggedIn(true)
                 .Answer(kExit, "'vim.Task:haTask-ha-host-vim.HostSystem.exitMaintenanceMode-18'\n")
-                .Answer(kMaint, EsxiScript::Maintenance(false))
-                .Answer(PowerOnCmd("1"), "Powering on VM:\n")
+                .Answer(kMaintenance, EsxiScript::Maintenance(false))
+                .Answer(esxi_cmd::PowerOn("1"), "Powering on VM:\n")
                 .Answer(State("1"), EsxiScript::PowerState("Powered on"))
                 .Wait(),
             "reboot_vms");

@@ -14,14 +14,7 @@
 
 namespace {
 
-using esxi_cmd::kAllVms;
-using esxi_cmd::kEnter;
-using esxi_cmd::kExit;
-using esxi_cmd::kShow;
-using esxi_cmd::State;
-const char* const kMaint = esxi_cmd::kMaintenance;
-std::string SuspendCmd(const std::string& id) { return esxi_cmd::Suspend(id); }
-std::string PowerOnCmd(const std::string& id) { return esxi_cmd::PowerOn(id); }
+using namespace esxi_cmd;  // the command lines the host receives
 
 using SshSrv::ESXiServer;
 using SshSrv::VirtualMachineServer;
@@ -78,7 +71,7 @@ protected:
 TEST_F(HostTest, LoginReadsTheMaintenanceState) {
     Start(LoggedIn(true).Wait());
     EXPECT_EQ(SSH_SUCCESS, host_->Login());
-    EXPECT_EQ(std::string("secret\n") + kShow + kMaint, Finish());
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaintenance, Finish());
     EXPECT_TRUE(host_->GetMaintenanceMode());
     EXPECT_EQ(EXEC_REMOTE, host_->GetSession()->GetState());
 }
@@ -107,7 +100,7 @@ TEST_F(HostTest, UnreadableMaintenanceStateKeepsTheFlag) {
     Start(EsxiScript()
               .Login("root", "secret")
               .Answer(kShow, EsxiScript::kShowCommands)
-              .Answer(kMaint, "")
+              .Answer(kMaintenance, "")
               .Wait());
     host_->SetMaintenanceMode(true);
     EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, host_->Login());
@@ -138,17 +131,17 @@ TEST_F(HostTest, OneRunningVmMakesTheHostPoweredOn) {
               .Answer(State("1"), EsxiScript::PowerState("Powered on"))
               .Wait());
     EXPECT_EQ(SSH_SUCCESS, host_->IsPoweredOn());
-    EXPECT_EQ(std::string("secret\n") + kShow + kMaint + kAllVms + State("1"), Finish());
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaintenance + kAllVms + State("1"), Finish());
 }
 
 TEST_F(HostTest, SuspendOnEmptyHostEntersMaintenance) {
     Start(LoggedIn(false)
               .Answer(kAllVms, kNoVms)
               .Answer(kEnter, kEnterTask)
-              .Answer(kMaint, EsxiScript::Maintenance(true))
+              .Answer(kMaintenance, EsxiScript::Maintenance(true))
               .Wait());
     EXPECT_EQ(SSH_SUCCESS, host_->Suspend());
-    EXPECT_EQ(std::string("secret\n") + kShow + kMaint + kAllVms + kEnter + kMaint, Finish());
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaintenance + kAllVms + kEnter + kMaintenance, Finish());
     EXPECT_TRUE(host_->GetReboot());
     EXPECT_TRUE(host_->GetMaintenanceMode());
     EXPECT_TRUE(Traced("trace> Suspend: suspend finished successfully\n"));
@@ -160,15 +153,15 @@ TEST_F(HostTest, SuspendStopsAtTheFirstVmThatFails) {
               .Answer(State("1"), EsxiScript::PowerState("Powered on"))
               .Answer(State("2"), EsxiScript::PowerState("Powered on"))
               .Answer(State("3"), EsxiScript::PowerState("Powered on"))
-              .Answer(SuspendCmd("1"), "Suspending VM:\n")
+              .Answer(esxi_cmd::Suspend("1"), "Suspending VM:\n")
               .Answer(State("1"), EsxiScript::PowerState("Suspended"))
-              .Answer(SuspendCmd("2"), "Suspending VM:\n(vim.fault.InvalidState) {\n   msg = "
+              .Answer(esxi_cmd::Suspend("2"), "Suspending VM:\n(vim.fault.InvalidState) {\n   msg = "
                                        "\"The operation is not allowed in the current state.\",\n}\n")
               .Answer(State("2"), EsxiScript::PowerState("Powered on"))
               .Wait());
     EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, host_->Suspend());
-    EXPECT_EQ(std::string("secret\n") + kShow + kMaint + kAllVms + State("1") + State("2") +
-                  State("3") + SuspendCmd("1") + State("1") + SuspendCmd("2") + State("2"),
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaintenance + kAllVms + State("1") + State("2") +
+                  State("3") + esxi_cmd::Suspend("1") + State("1") + esxi_cmd::Suspend("2") + State("2"),
               Finish());
     EXPECT_EQ("to reboot", Vm(0)->GetRebootStatus());
     EXPECT_EQ("", Vm(1)->GetRebootStatus());
@@ -184,7 +177,7 @@ TEST_F(HostTest, SuspendLeavesAHostInMaintenanceAlone) {
               .Answer(State("1"), EsxiScript::PowerState("Powered on"))
               .Wait());
     EXPECT_EQ(SSH_SUCCESS, host_->Suspend());
-    EXPECT_EQ(std::string("secret\n") + kShow + kMaint + kAllVms + State("1"), Finish());
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaintenance + kAllVms + State("1"), Finish());
     EXPECT_FALSE(host_->GetReboot());
     EXPECT_EQ("", Vm(0)->GetRebootStatus());
 }
@@ -193,7 +186,7 @@ TEST_F(HostTest, HostThatStaysOutOfMaintenanceFailsTheSuspend) {
     Start(LoggedIn(false)
               .Answer(kAllVms, kNoVms)
               .Answer(kEnter, "(vim.fault.InvalidState) {\n   msg = \"refused\",\n}\n")
-              .Answer(kMaint, EsxiScript::Maintenance(false))
+              .Answer(kMaintenance, EsxiScript::Maintenance(false))
               .Wait());
     EXPECT_EQ(SSH_VERIFY_ERR, host_->Suspend());
     Finish();
@@ -206,15 +199,15 @@ TEST_F(HostTest, RebootWithoutTheFlagOnlyLogsIn) {
     host_->AddChild("1", "web");
     Vm(0)->SetRebootStatus("to reboot");
     EXPECT_EQ(SSH_SUCCESS, host_->Reboot());
-    EXPECT_EQ(std::string("secret\n") + kShow + kMaint, Finish());
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaintenance, Finish());
     EXPECT_TRUE(Traced("trace> Reboot: reboot finished successfully\n"));
 }
 
 TEST_F(HostTest, RebootStartsOnlyMarkedVms) {
     Start(LoggedIn(true)
               .Answer(kExit, kExitTask)
-              .Answer(kMaint, EsxiScript::Maintenance(false))
-              .Answer(PowerOnCmd("2"), "Powering on VM:\n")
+              .Answer(kMaintenance, EsxiScript::Maintenance(false))
+              .Answer(esxi_cmd::PowerOn("2"), "Powering on VM:\n")
               .Answer(State("2"), EsxiScript::PowerState("Powered on"))
               .Wait());
     host_->SetReboot(true);
@@ -224,7 +217,7 @@ TEST_F(HostTest, RebootStartsOnlyMarkedVms) {
     Vm(0)->SetRebootStatus("rebooted");
     Vm(1)->SetRebootStatus("to reboot");
     EXPECT_EQ(SSH_SUCCESS, host_->Reboot());
-    EXPECT_EQ(std::string("secret\n") + kShow + kMaint + kExit + kMaint + PowerOnCmd("2") +
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaintenance + kExit + kMaintenance + esxi_cmd::PowerOn("2") +
                   State("2"),
               Finish());
     EXPECT_FALSE(host_->GetReboot());
@@ -236,13 +229,13 @@ TEST_F(HostTest, RebootStartsOnlyMarkedVms) {
 TEST_F(HostTest, HostThatStaysInMaintenanceKeepsTheRebootFlag) {
     Start(LoggedIn(true)
               .Answer(kExit, kExitTask)
-              .Answer(kMaint, EsxiScript::Maintenance(true))
+              .Answer(kMaintenance, EsxiScript::Maintenance(true))
               .Wait());
     host_->SetReboot(true);
     host_->AddChild("1", "a");
     Vm(0)->SetRebootStatus("to reboot");
     EXPECT_EQ(SSH_VERIFY_ERR, host_->Reboot());
-    EXPECT_EQ(std::string("secret\n") + kShow + kMaint + kExit + kMaint, Finish());
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaintenance + kExit + kMaintenance, Finish());
     EXPECT_TRUE(host_->GetReboot());
     EXPECT_EQ("to reboot", Vm(0)->GetRebootStatus());
     EXPECT_TRUE(Traced("trace> Reboot: ExitMaintenance() failed, error code - 13\n"));
@@ -251,8 +244,8 @@ TEST_F(HostTest, HostThatStaysInMaintenanceKeepsTheRebootFlag) {
 TEST_F(HostTest, FailedPowerOnHasAlreadyClearedTheRebootFlag) {
     Start(LoggedIn(true)
               .Answer(kExit, kExitTask)
-              .Answer(kMaint, EsxiScript::Maintenance(false))
-              .Answer(PowerOnCmd("1"), "Powering on VM:\n")
+              .Answer(kMaintenance, EsxiScript::Maintenance(false))
+              .Answer(esxi_cmd::PowerOn("1"), "Powering on VM:\n")
               .Answer(State("1"), EsxiScript::PowerState("Suspended"))
               .Wait());
     host_->SetReboot(true);
@@ -261,7 +254,7 @@ TEST_F(HostTest, FailedPowerOnHasAlreadyClearedTheRebootFlag) {
     Vm(0)->SetRebootStatus("to reboot");
     Vm(1)->SetRebootStatus("to reboot");
     EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, host_->Reboot());
-    EXPECT_EQ(std::string("secret\n") + kShow + kMaint + kExit + kMaint + PowerOnCmd("1") +
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaintenance + kExit + kMaintenance + esxi_cmd::PowerOn("1") +
                   State("1"),
               Finish());
     EXPECT_FALSE(host_->GetReboot());
