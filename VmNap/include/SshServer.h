@@ -66,6 +66,11 @@ public:
     static SshServerStructure m_gSshServerStructure;
 
 protected:
+    // Sends one command on the session and takes in its reply; a failed step
+    // is traced under `op` with `sendText` or the reply's call text.
+    int SendAndReceive(const char* op, const Env::String& command, const char* sendText,
+                       char** ppResponse);
+
     CliParser* m_pParser;
     Ssh::SshSession* m_pSshSession;
 
@@ -126,7 +131,7 @@ public:
 
 private:
     int ChangePower(const PowerChange& change);
-    int ReadAndParse(const PowerChange& change);
+    int ParseReply(const PowerChange& change, char* pResponse);
 
     XmlObjAttrId m_Id;
     XmlObjAttrRebootStatus m_RebootStatus;
@@ -217,8 +222,6 @@ public:
 
 private:
     void CreateParserAndSession();
-    int SendAndReceive(const char* op, const Env::String& command, const char* sendText,
-                       char** ppResponse);
     int ChangeMaintenance(const char* op, const Env::String& command, const char* sendText,
                           bool wanted);
 

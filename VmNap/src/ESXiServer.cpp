@@ -103,10 +103,9 @@ int ESXiServer::Login() {
         rc = m_pSshSession->GetResponse(&pResponse);
         if (rc != SSH_SUCCESS) return StepFailed(op, kGetResponseCall, rc);
         m_pSshSession->SetState(EXEC_REMOTE);
-        rc = m_pSshSession->SendCommand(GET_ESXI_COMMAND(ESX_CMD_SHOW_COMMANDS));
-        if (rc != SSH_SUCCESS) return StepFailed(op, kShowCommandsSendCall, rc);
-        rc = m_pSshSession->GetResponse(&pResponse);
-        if (rc != SSH_SUCCESS) return StepFailed(op, kGetResponseCall, rc);
+        rc = SendAndReceive(op, GET_ESXI_COMMAND(ESX_CMD_SHOW_COMMANDS), kShowCommandsSendCall,
+                            &pResponse);
+        if (rc != SSH_SUCCESS) return rc;
         rc = m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_SHOW_COMMANDS, this);
         if (rc != SSH_SUCCESS) return StepFailed(op, kShowCommandsParseCall, rc);
         rc = GetMaintenance();

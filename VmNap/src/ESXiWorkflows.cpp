@@ -53,16 +53,6 @@ int for_each_vm(Env::XmlObjectList& vms, const char* op, const char* call,
 
 }  // namespace
 
-// Sends one host command and takes in its reply.
-int ESXiServer::SendAndReceive(const char* op, const Env::String& command, const char* sendText,
-                               char** ppResponse) {
-    int rc = m_pSshSession->SendCommand(command);
-    if (rc != SSH_SUCCESS) return StepFailed(op, sendText, rc);
-    rc = m_pSshSession->GetResponse(ppResponse);
-    if (rc != SSH_SUCCESS) return StepFailed(op, kGetResponseCall, rc);
-    return SSH_SUCCESS;
-}
-
 int ESXiServer::GetAllVms() {
     const char* op = "GetAllVms";
     try {

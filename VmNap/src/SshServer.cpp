@@ -1,5 +1,7 @@
 #include "SshServer.h"
 
+#include "OperationTrace.h"
+#include "SshSession.h"
 #include "XmlObjBuilder.h"
 #include "XmlObjectDefs.h"
 #include "ssh_defines.h"
@@ -35,6 +37,15 @@ SshServer::SshServer(Ssh::SshSession* pSession, CliParser* pParser, const Env::S
 
 const Env::XmlObject::XmlObjectStructure& SshServer::GetXmlStructure() const {
     return m_gSshServerStructure;
+}
+
+int SshServer::SendAndReceive(const char* op, const Env::String& command, const char* sendText,
+                              char** ppResponse) {
+    int rc = m_pSshSession->SendCommand(command);
+    if (rc != SSH_SUCCESS) return StepFailed(op, sendText, rc);
+    rc = m_pSshSession->GetResponse(ppResponse);
+    if (rc != SSH_SUCCESS) return StepFailed(op, kGetResponseCall, rc);
+    return SSH_SUCCESS;
 }
 
 // The operations a concrete server does not support.

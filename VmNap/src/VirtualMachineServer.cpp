@@ -111,11 +111,10 @@ const Env::XmlObject::XmlObjectStructure& VirtualMachineServer::GetXmlStructure(
 int VirtualMachineServer::UpdateStatus() {
     const char* op = "UpdateStatus";
     try {
-        int rc = m_pSshSession->SendCommand(GET_ESXI_COMMAND(ESX_CMD_GET_VMSTATUS, GetId()));
-        if (rc != SSH_SUCCESS) return StepFailed(op, kStatusSendCall, rc);
         char* pResponse = NULL;
-        rc = m_pSshSession->GetResponse(&pResponse);
-        if (rc != SSH_SUCCESS) return StepFailed(op, kGetResponseCall, rc);
+        int rc = SendAndReceive(op, GET_ESXI_COMMAND(ESX_CMD_GET_VMSTATUS, GetId()),
+                                kStatusSendCall, &pResponse);
+        if (rc != SSH_SUCCESS) return rc;
         rc = m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_GET_VMSTATUS, this);
         if (rc != SSH_SUCCESS) return StepFailed(op, kStatusParseCall, rc);
         return SSH_SUCCESS;
@@ -163,9 +162,10 @@ int VirtualMachineServer::ChangePower(const PowerChange& c) {
         KelTrace(TRACE_DEBUG, c.op, c.startFmt, GetId().c_str(), GetName().c_str(),
                  GetStatus().c_str());
         m_pSshSession->SetTimeout(GetTimeout());
-        int rc = m_pSshSession->SendCommand(c.command(GetId()));
-        if (rc != SSH_SUCCESS) return StepFailed(c.op, c.sendCall, rc);
-        rc = ReadAndParse(c);
+        char* pResponse = NULL;
+        int rc = SendAndReceive(c.op, c.command(GetId()), c.sendCall, &pResponse);
+        if (rc != SSH_SUCCESS) return rc;
+        rc = ParseReply(c, pResponse);
         if (rc != SSH_SUCCESS) return rc;
         m_pSshSession->SetTimeout(kConfirmTimeout);
         rc = UpdateStatus();
@@ -180,11 +180,9 @@ int VirtualMachineServer::ChangePower(const PowerChange& c) {
     }
 }
 
-int VirtualMachineServer::ReadAndParse(const PowerChange& c) {
-    char* pResponse = NULL;
-    int rc = m_pSshSession->GetResponse(&pResponse);
-    if (rc != SSH_SUCCESS) return StepFailed(c.op, kGetResponseCall, rc);
-    rc = m_pParser->Parse(pResponse, c.commandId, this);
+// A reply that says the command still runs is read once more.
+int VirtualMachineServer::ParseReply(const PowerChange& c, char* pResponse) {
+    int rc = m_pParser->Parse(pResponse, c.commandId, this);
     if (rc == SSH_PARSER_IN_PROGRESS) {
         rc = m_pSshSession->GetResponse(&pResponse);
         if (rc != SSH_SUCCESS) return StepFailed(c.op, kGetResponseCall, rc);
