@@ -49,8 +49,6 @@ const char* const kErrGetData = "SshSession::GetData error catched\n";
 const char* const kErrNormalize = "SshSession::NormalizeResponse error catched\n";
 const char* const kErrParser = "SshSession::DefaultParser error catched\n";
 
-bool has(const char* text, const char* needle) { return strstr(text, needle) != NULL; }
-
 bool is_password_prompt(const char* text) {
     return (has(text, "password:") || has(text, "Password:")) &&
            !has(text, "weak admin's password:");

@@ -14,8 +14,6 @@ const int kClosePolls = 5;
 const int kPollsBeforeTerm = 3;
 const char* const kMsgTerminated = "client terminated forcibly\n";
 
-bool has(const char* text, const char* needle) { return strstr(text, needle) != NULL; }
-
 void restore_and_close(fd_handle& saved, int std_fd) {
     if (saved != -1) dup2(saved, std_fd);
     close_fdhandle(saved);

@@ -4,9 +4,13 @@
 #ifndef KEL_SSHMGR_CLIENT_CONVERSATION_H
 #define KEL_SSHMGR_CLIENT_CONVERSATION_H
 
+#include <string.h>
 #include <sys/types.h>
 
 #include "ssh_io.h"
+
+// `needle` occurs in `text` (case-sensitive).
+inline bool has(const char* text, const char* needle) { return strstr(text, needle) != NULL; }
 
 // Fills `path` with the working directory + "/plink"; true when that file exists.
 // The client is looked for only there, never on the search path.

@@ -17,8 +17,6 @@ const char* const kMsgVerbose = "plink verbose information\n";
 const char* const kMsgWrongPassword = "wrong password, terminate connection\n";
 const char* const kMsgPassword = "enter password for system password request, %d time\n";
 
-bool has(const char* text, const char* needle) { return strstr(text, needle) != NULL; }
-
 // Up to three password answers per process; the count is never reset.
 int answer_password(char* sent, int max_sent, exec_context* cntx) {
     static int password_answers = 0;
