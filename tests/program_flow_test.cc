@@ -70,6 +70,21 @@ protected:
     FakePlinkDir dir_;
 };
 
+// The password may come from VMNAP_PASSWORD instead of the command line, where
+// local users would see it; it may then begin with '-'.
+TEST_F(ProgramFlow, AccountCheckTakesThePasswordFromTheEnvironment) {
+    dir_.WriteScript(EsxiScript::LoggedIn("root", "-secret", false).Wait().lines());
+    ProgramRun run;
+    run.path = VMNAP_EXE;
+    run.args = {"-host", "esx", "-usr", "root", "-mode", "account_check"};
+    run.env = {"VMNAP_PASSWORD=-secret"};
+    run.cwd = dir_.path();
+    ProgramResult r = RunProgram(run);
+    EXPECT_EQ(0, r.exit_status);
+    EXPECT_EQ(kBanner, NormalizeStamps(r.out));
+    EXPECT_EQ("-" + std::string(kLogin), dir_.Received());
+}
+
 TEST_F(ProgramFlow, AccountCheckPrintsOnlyTheBannerWhenQuiet) {
     ProgramResult r = Run(LoggedIn(false).Wait(), "account_check");
     EXPECT_EQ(0, r.exit_status);

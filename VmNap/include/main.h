@@ -53,7 +53,8 @@ struct ToolOptions {
     IntParameter timeout{"timeoutminutes", 300};
 };
 
-// 0 when the options are complete, 1 on any error. Ends the process with
+// 0 when the options are complete, 1 on any error. Without -pwd (or with an
+// empty one) the password is taken from the environment variable VMNAP_PASSWORD. Ends the process with
 // status 0 when help is asked for.
 int parse_args(int argc, char** argv, ToolOptions& options);
 

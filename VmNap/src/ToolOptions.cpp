@@ -38,6 +38,10 @@ const char* const kMissedTimeout = "Invalid or missed new timeout value\n";
 const char* const kInvalidArgument = "Invalid argument '%s', ignore it\n";
 const char* const kArgumentMissed = "Argument missed\n";
 
+// Where the password comes from when the command line has none: keeps it out of
+// the process list and lets it begin with '-' or '/'.
+const char* const kPasswordVariable = "VMNAP_PASSWORD";
+
 // Walks the argument vector; `next` moves on and tells whether a value is there.
 class ArgCursor {
 public:
@@ -152,6 +156,12 @@ int parse_one(ArgCursor& args, ToolOptions& o) {
     return 0;
 }
 
+void take_password_from_environment(StringParameter& password) {
+    if (!password.IsEmpty()) return;
+    const char* value = getenv(kPasswordVariable);
+    if (value != NULL) password.value = value;
+}
+
 }  // namespace
 
 void usage() {
@@ -168,6 +178,7 @@ int parse_args(int argc, char** argv, ToolOptions& options) {
     }
     while (!args.Done())
         if (parse_one(args, options) != 0) return 1;
+    take_password_from_environment(options.password);
     bool complete = !options.host.IsEmpty() && !options.user.IsEmpty() &&
                     !options.password.IsEmpty() && options.mode.value != 0;
     if (complete) return 0;

@@ -256,6 +256,49 @@ TEST(ParseArgs, EachRequiredOptionIsNeeded) {
     EXPECT_EQ(1, Parse({"-host", "h", "-usr", "u", "-mode", "account_check"}).result);
 }
 
+// Sets VMNAP_PASSWORD for the life of the object and removes it afterwards.
+class PasswordVariable {
+public:
+    explicit PasswordVariable(const char* value) { setenv("VMNAP_PASSWORD", value, 1); }
+    ~PasswordVariable() { unsetenv("VMNAP_PASSWORD"); }
+};
+
+TEST(ParseArgs, PasswordComesFromTheEnvironmentWithoutPwd) {
+    PasswordVariable password("from-env");
+    Parsed p = Parse({"-host", "h", "-usr", "u", "-mode", "account_check"});
+    EXPECT_EQ(0, p.result);
+    EXPECT_EQ("from-env", p.options.password.value);
+    EXPECT_EQ("", p.output);
+}
+
+TEST(ParseArgs, PwdWinsOverTheEnvironment) {
+    PasswordVariable password("from-env");
+    Parsed p = Parse({"-host", "h", "-usr", "u", "-pwd", "given", "-mode", "account_check"});
+    EXPECT_EQ(0, p.result);
+    EXPECT_EQ("given", p.options.password.value);
+}
+
+TEST(ParseArgs, EnvironmentPasswordMayStartWithDashOrSlash) {
+    PasswordVariable password("-/secret");
+    Parsed p = Parse({"-host", "h", "-usr", "u", "-mode", "account_check"});
+    EXPECT_EQ(0, p.result);
+    EXPECT_EQ("-/secret", p.options.password.value);
+}
+
+TEST(ParseArgs, EmptyEnvironmentPasswordIsArgumentMissed) {
+    PasswordVariable password("");
+    Parsed p = Parse({"-host", "h", "-usr", "u", "-mode", "account_check"});
+    EXPECT_EQ(1, p.result);
+    EXPECT_EQ("hh:mm:ss: Argument missed\n", p.output);
+}
+
+TEST(ParseArgs, PwdWithoutValueStaysAnErrorWhateverTheEnvironment) {
+    PasswordVariable password("from-env");
+    Parsed p = Parse({"-host", "h", "-usr", "u", "-mode", "account_check", "-pwd"});
+    EXPECT_EQ(1, p.result);
+    EXPECT_EQ("hh:mm:ss: Invalid or missed pwd value\n", p.output);
+}
+
 TEST(ParseArgs, PrefixIsSkippedInPlace) {
     Argv argv({"-x"});
     ToolOptions o;
