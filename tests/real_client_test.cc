@@ -16,9 +16,9 @@
 
 #include "host_state.h"
 #include "run_program.h"
+#include "simulated_host.h"
 #include "sshd_fixture.h"
 #include "state_store.h"
-#include "state_text.h"
 #include "temp_dir.h"
 
 namespace {
@@ -29,34 +29,10 @@ const char kListFile[] = "esxi_vms.xml";
 const char kBanner[] = "hh:mm:ss: \nOrvane tool. ver.1.1.0.0\n\n";
 const int kRunTimeoutSeconds = 55;
 
-// One VM of the simulator's state file, every key spelt out as the simulator writes it back.
-std::string Vm(const std::string& id, const std::string& name, const std::string& power,
-               const std::string& refuse_suspend = "no") {
-    return "vm " + id + "\nname " + name + "\nfile [datastore1] " + name + "/" + name +
-           ".vmx\nguest centos64Guest\nversion vmx-08\npower " + power + "\nrefuse_suspend " +
-           refuse_suspend + "\nsuspend_seconds 0\n";
-}
-
-// The host part of the state file; `task_counter` counts the maintenance tasks run so far, from 1.
-std::string Host(const std::string& maintenance, int task_counter, const std::string& refuse = "no",
-                 const std::string& prompt = "busybox") {
-    return "hostname esx01\nprompt " + prompt + "\nmaintenance " + maintenance +
-           "\nrefuse_maintenance_while_running " + refuse + "\ntask_counter " +
-           std::to_string(task_counter) + "\n";
-}
-
-// One row of the list file, as the tool writes it.
-std::string Row(const std::string& id, const std::string& name, const std::string& status,
-                const std::string& mark = "") {
-    std::string reboot = mark.empty() ? "" : " rebootstatus=\"" + mark + "\"";
-    return "<virtualmachineserver id=\"" + id + "\" name=\"" + name + "\"" + reboot + " status=\"" +
-           status + "\" timeout=\"300\"></virtualmachineserver>";
-}
-
-std::string ListFile(const std::string& maintenance, const std::string& reboot, const std::string& rows) {
-    return "<?xml version=\"1.0\"?>\n<esxiserver host=\"127.0.0.1\" maintenancemode=\"" + maintenance +
-           "\" reboot=\"" + reboot + "\"><vms>" + rows + "</vms></esxiserver>\n";
-}
+using simulated::Host;
+using simulated::ListFile;
+using simulated::Row;
+using simulated::Vm;
 
 // One running and one stopped VM, before suspend_vms and after it (maintenance task 1 ran).
 const std::string kHostBeforeSuspend = Host("no", 1) + Vm("1", "web01", "on") + Vm("2", "backup", "off");
@@ -88,10 +64,7 @@ protected:
 
     static void WriteTextFile(const std::string& path, const std::string& text) {
         std::string error;
-        esxisim::HostState parsed;
-        ASSERT_TRUE(esxisim::ParseState(text, &parsed, &error)) << error;
-        ASSERT_EQ(text, esxisim::FormatState(parsed));
-        ASSERT_TRUE(esxisim::StateStore(path).Write(parsed, &error)) << error;
+        ASSERT_TRUE(simulated::WriteState(path, text, &error)) << error;
     }
 
     // Runs VmNap inside the namespace in the working directory; stamps normalised, seconds measured.

@@ -1,0 +1,45 @@
+#include "simulated_host.h"
+
+#include "host_state.h"
+#include "state_store.h"
+#include "state_text.h"
+
+namespace simulated {
+
+std::string Vm(const std::string& id, const std::string& name, const std::string& power,
+               const std::string& refuse_suspend) {
+    return "vm " + id + "\nname " + name + "\nfile [datastore1] " + name + "/" + name +
+           ".vmx\nguest centos64Guest\nversion vmx-08\npower " + power + "\nrefuse_suspend " +
+           refuse_suspend + "\nsuspend_seconds 0\n";
+}
+
+std::string Host(const std::string& maintenance, int task_counter, const std::string& refuse,
+                 const std::string& prompt) {
+    return "hostname esx01\nprompt " + prompt + "\nmaintenance " + maintenance +
+           "\nrefuse_maintenance_while_running " + refuse + "\ntask_counter " +
+           std::to_string(task_counter) + "\n";
+}
+
+std::string Row(const std::string& id, const std::string& name, const std::string& status,
+                const std::string& mark) {
+    std::string reboot = mark.empty() ? "" : " rebootstatus=\"" + mark + "\"";
+    return "<virtualmachineserver id=\"" + id + "\" name=\"" + name + "\"" + reboot + " status=\"" +
+           status + "\" timeout=\"300\"></virtualmachineserver>";
+}
+
+std::string ListFile(const std::string& maintenance, const std::string& reboot, const std::string& rows) {
+    return "<?xml version=\"1.0\"?>\n<esxiserver host=\"127.0.0.1\" maintenancemode=\"" + maintenance +
+           "\" reboot=\"" + reboot + "\"><vms>" + rows + "</vms></esxiserver>\n";
+}
+
+bool WriteState(const std::string& path, const std::string& text, std::string* error) {
+    esxisim::HostState parsed;
+    if (!esxisim::ParseState(text, &parsed, error)) return false;
+    if (esxisim::FormatState(parsed) != text) {
+        *error = "the simulator would write this state differently:\n" + esxisim::FormatState(parsed);
+        return false;
+    }
+    return esxisim::StateStore(path).Write(parsed, error);
+}
+
+}  // namespace simulated

@@ -1,0 +1,31 @@
+// Texts of the simulated ESXi host (tools/esxi-sim): its state file, and the list file the tool writes for
+// it. Shared by the end-to-end tests that run the tool against the simulator behind a real sshd.
+#ifndef VMNAP_TEST_SUPPORT_SIMULATED_HOST_H
+#define VMNAP_TEST_SUPPORT_SIMULATED_HOST_H
+
+#include <string>
+
+namespace simulated {
+
+// One VM of the simulator's state file, every key spelt out as the simulator writes it back.
+std::string Vm(const std::string& id, const std::string& name, const std::string& power,
+               const std::string& refuse_suspend = "no");
+
+// The host part of the state file; `task_counter` counts the maintenance tasks run so far, from 1.
+std::string Host(const std::string& maintenance, int task_counter, const std::string& refuse = "no",
+                 const std::string& prompt = "busybox");
+
+// One row of the list file, as the tool writes it.
+std::string Row(const std::string& id, const std::string& name, const std::string& status,
+                const std::string& mark = "");
+
+// The whole list file of the host at 127.0.0.1.
+std::string ListFile(const std::string& maintenance, const std::string& reboot, const std::string& rows);
+
+// Writes `text` as the simulator's state file at `path`, after checking that the simulator reads it and
+// writes it back unchanged; false with `error` set otherwise.
+bool WriteState(const std::string& path, const std::string& text, std::string* error);
+
+}  // namespace simulated
+
+#endif
