@@ -71,26 +71,36 @@ bool WriteScratch(const std::string& scratch, const std::string& bytes) {
     return ok;
 }
 
-// Makes the regular file at `path` private and gives it the backup's name
-// too; the previous backup is replaced in one step. A symbolic link or a
-// missing file leaves the previous backup as it is.
-Backup KeepBackup(const std::string& path) {
+// Makes the regular file at `path` private (mode 0600): kBackupKept when done,
+// kNoBackup when there is none (nothing there, or a symbolic link).
+Backup MakePrivate(const std::string& path) {
     int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0 && (errno == ENOENT || errno == ELOOP)) return kNoBackup;
     if (fd < 0) {
         Failed("open", path);
         return kBackupFailed;
     }
-    bool ok = fchmod(fd, kPrivateFileMode) == 0 || Failed("fchmod", path);
+    struct stat st;
+    bool regular = fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+    bool ok = regular && fchmod(fd, kPrivateFileMode) == 0;
+    if (!ok) Failed(regular ? "fchmod" : "fstat", path);
     close(fd);
-    if (!ok) return kBackupFailed;
-    std::string backup = BackupPathOf(path);
-    std::string scratch = ScratchPathOf(backup);
+    return ok ? kBackupKept : kBackupFailed;
+}
+
+// Gives the regular file at `path` the backup's name too, replacing the
+// previous backup in one step. A symbolic link or a missing file leaves the
+// previous backup as it is.
+Backup KeepBackup(const std::string& path) {
+    Backup backup = MakePrivate(path);
+    if (backup != kBackupKept) return backup;
+    std::string name = BackupPathOf(path);
+    std::string scratch = ScratchPathOf(name);
     if (link(path.c_str(), scratch.c_str()) != 0) {
         Failed("link", scratch);
         return kBackupFailed;
     }
-    if (rename(scratch.c_str(), backup.c_str()) == 0) return kBackupKept;
+    if (rename(scratch.c_str(), name.c_str()) == 0) return kBackupKept;
     Failed("rename", scratch);
     unlink(scratch.c_str());
     return kBackupFailed;
