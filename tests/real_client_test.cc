@@ -1,12 +1,6 @@
-// The VmNap executable against the simulated ESXi host behind a real sshd, through the real plink:
-// each test starts its own server in a private network namespace, sets the host up in the simulator's
-// state file, runs the tool there as a child without a controlling terminal, and checks the exit
-// status, the list file and the host's state afterwards.
+// The VmNap executable against the simulated ESXi host behind a real sshd, through the real plink (see
+// tests/support/real_client_fixture.h): the modes, the login and the host's answers.
 #include <gtest/gtest.h>
-
-#include <sys/stat.h>
-#include <time.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -15,87 +9,10 @@
 #include <vector>
 
 #include "host_state.h"
-#include "run_program.h"
-#include "simulated_host.h"
-#include "sshd_fixture.h"
+#include "real_client_fixture.h"
 #include "state_store.h"
-#include "temp_dir.h"
 
 namespace {
-
-const char kIp[] = "/usr/sbin/ip";
-const char kPlink[] = "/usr/bin/plink";
-const char kListFile[] = "esxi_vms.xml";
-const char kBanner[] = "hh:mm:ss: \nOrvane tool. ver.1.1.0.0\n\n";
-const int kRunTimeoutSeconds = 55;
-
-using simulated::Host;
-using simulated::ListFile;
-using simulated::Row;
-using simulated::Vm;
-
-// One running and one stopped VM, before suspend_vms and after it (maintenance task 1 ran).
-const std::string kHostBeforeSuspend = Host("no", 1) + Vm("1", "web01", "on") + Vm("2", "backup", "off");
-const std::string kHostAfterSuspend =
-    Host("yes", 2) + Vm("1", "web01", "suspended") + Vm("2", "backup", "off");
-
-std::string SuspendedList() {
-    return ListFile("true", "true", Row("1", "web01", "Suspended", "to reboot") + Row("2", "backup", "Powered off"));
-}
-
-bool Exists(const std::string& path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0;
-}
-
-class RealClient : public testing::Test {
-protected:
-    void SetUp() override {
-        if (geteuid() != 0) GTEST_SKIP() << "needs root";
-        ASSERT_TRUE(sshd_.Start(ESXI_SIM_PATH)) << sshd_.error();
-        ASSERT_EQ(0, symlink(kPlink, work_.file("plink").c_str()));
-    }
-
-    std::string StatePath() const { return sshd_.shell_dir() + "/esxi-sim.state"; }
-    void SetHost(const std::string& text) { WriteTextFile(StatePath(), text); }
-    std::string HostNow() const { return ReadFile(StatePath()); }
-    std::string ListNow() const { return work_.Read(kListFile); }
-    std::string HostKeyCache() const { return sshd_.client_home() + "/.putty/sshhostkeys"; }
-
-    static void WriteTextFile(const std::string& path, const std::string& text) {
-        std::string error;
-        ASSERT_TRUE(simulated::WriteState(path, text, &error)) << error;
-    }
-
-    // Runs VmNap inside the namespace in the working directory; stamps normalised, seconds measured.
-    ProgramResult Run(const std::string& mode, const std::vector<std::string>& extra = {},
-                      const std::string& password = "") {
-        ProgramRun run;
-        run.path = kIp;
-        run.args = {"netns", "exec", sshd_.netns(), VMNAP_EXE, "-host", host_, "-usr", sshd_.user(),
-                    "-pwd", password.empty() ? sshd_.password() : password, "-mode", mode};
-        run.args.insert(run.args.end(), extra.begin(), extra.end());
-        run.cwd = work_.path();
-        run.env = {"HOME=" + sshd_.client_home()};
-        run.new_session = true;
-        run.timeout_seconds = kRunTimeoutSeconds;
-        time_t start = time(nullptr);
-        ProgramResult result = RunProgram(run);
-        last_seconds_ = static_cast<int>(time(nullptr) - start);
-        result.out = NormalizeStamps(result.out);
-        return result;
-    }
-
-    std::string Explain(const ProgramResult& r) const {
-        return "after " + std::to_string(last_seconds_) + " s\nstdout:\n" + r.out + "\nstderr:\n" + r.err +
-               "\nsshd:\n" + sshd_.ReadSshdLog() + "\nhost:\n" + HostNow();
-    }
-
-    SshdFixture sshd_;
-    TempDir work_;
-    std::string host_ = "127.0.0.1";
-    int last_seconds_ = 0;
-};
 
 TEST_F(RealClient, SuspendVmsSuspendsMarksEntersMaintenanceAndSavesTheListFile) {
     SetHost(kHostBeforeSuspend);

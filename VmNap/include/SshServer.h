@@ -127,6 +127,9 @@ public:
     Env::String GetTimeoutStr() const { return m_Timeout.GetStr(); }
     void SetTimeoutStr(const Env::String& v) { m_Timeout.SetStr(v); }
 
+    // Suspended by this tool and waiting to be powered on again.
+    bool IsMarkedToReboot() const;
+
     static VirtualMachineServerStructure m_gVirtualMachineServerStructure;
 
 private:
@@ -144,9 +147,14 @@ public:
     class XmlObjAttrHost : public Env::XmlObjStrAttr<Env::String> {};
     class XmlObjAttrUser : public Env::XmlObjStrAttr<Env::String> {};
     class XmlObjAttrPassword : public Env::XmlObjStrAttr<Env::String> {};
+    // Holds only virtual machines: any other object named in the list file
+    // makes the file unreadable.
     class XmlObjChildVMs : public Env::XmlObjectList {
     public:
         XmlObjChildVMs() { SetName("VMs"); }
+
+    protected:
+        bool AcceptsItem(const Env::XmlObject& item) const override;
     };
     class XmlObjAttrTimeout : public Env::XmlObjStrAttr<int> {
     public:
@@ -222,6 +230,7 @@ public:
 
 private:
     void CreateParserAndSession();
+    bool MarkedVmsHavePlainIds() const;
     int ChangeMaintenance(const char* op, const Env::String& command, const char* sendText,
                           bool wanted);
 

@@ -21,11 +21,20 @@ const char* const kLoginCatched = "ESXiServer::Login error catched\n";
 const char* const kIsPoweredOnCatched = "ESXiServer::IsPoweredOn error catched\n";
 const char* const kAddChildCatched = "ESXiServer::AddVirtualMachine error catched\n";
 const char* const kAddChild = "add child server, id: %s, name: %s\n";
+const char* const kNotPlainVmId = "vm id to reboot is not a number: %s\n";
 
 const char* const kShowCommandsSendCall =
     "m_pSshSession->SendCommand(GET_ESXI_COMMAND(ESX_CMD_SHOW_COMMANDS))";
 const char* const kShowCommandsParseCall =
     "m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_SHOW_COMMANDS, this)";
+
+// ESXi numbers its VMs; the id goes unquoted into a shell command line.
+bool is_plain_vm_id(const Env::String& id) {
+    if (id.empty()) return false;
+    for (char c : id)
+        if (c < '0' || c > '9') return false;
+    return true;
+}
 
 }  // namespace
 
@@ -149,7 +158,8 @@ int ESXiServer::AddChild(const Env::String& id, const Env::String& name) {
     }
 }
 
-// Children read from the file borrow the host's session and parser.
+// Children read from the file borrow the host's session and parser. A file
+// that names a VM to power on by anything but a plain id is not taken.
 bool ESXiServer::FromXml(const Env::XmlNode* node) {
     bool result = Env::XmlObject::FromXml(node);
     for (Env::XmlObject* item : m_VMs) {
@@ -157,7 +167,21 @@ bool ESXiServer::FromXml(const Env::XmlNode* node) {
         vm->SetSession(m_pSshSession);
         vm->SetParser(m_pParser);
     }
-    return result;
+    return result && MarkedVmsHavePlainIds();
+}
+
+bool ESXiServer::MarkedVmsHavePlainIds() const {
+    for (const Env::XmlObject* item : m_VMs) {
+        const VirtualMachineServer* vm = static_cast<const VirtualMachineServer*>(item);
+        if (!vm->IsMarkedToReboot() || is_plain_vm_id(vm->GetId())) continue;
+        KelTrace(TRACE_DEBUG, "FromXml", kNotPlainVmId, vm->GetId().c_str());
+        return false;
+    }
+    return true;
+}
+
+bool ESXiServer::XmlObjChildVMs::AcceptsItem(const Env::XmlObject& item) const {
+    return dynamic_cast<const VirtualMachineServer*>(&item) != nullptr;
 }
 
 }  // namespace SshSrv

@@ -2,6 +2,7 @@
 // turn the outcome into the exit status.
 #include <memory>
 
+#include "FileReplacement.h"
 #include "SshServer.h"
 #include "kel-tools-trace.h"
 #include "main.h"
@@ -14,6 +15,7 @@ const char* const kInMaintenance = "VMWare host is in maintenanace mode\n";
 const char* const kNotInMaintenance = "VMWare host is not in maintenance mode\n";
 const char* const kCantRead = "can't read esxi server structure from xml\n";
 const char* const kCantWrite = "can't write esxi server structure to xml\n";
+const char* const kNotRegular = "list file is not a regular file: %s\n";
 const char* const kInvalidMode = "Invalid tool mode\n";
 const char* const kExecutionError = "\nProgram execution error\n";
 const char* const kExitCode = "\nProgram exited with code %d\n";
@@ -52,6 +54,19 @@ int suspend_vms(SshSrv::ESXiServer& host, const Env::String& listfile) {
     return rc;
 }
 
+// A list-file path that names something other than a regular file (a FIFO, a
+// device, a directory) is refused before the client starts: nothing reaches
+// the host. suspend_vms replaces a symbolic link, reboot_vms reads through it.
+int check_list_path(const ToolOptions& options) {
+    const Env::String& path = options.listfile.value;
+    bool reading = options.mode.value == SshSrv::SRV_OP_REBOOT;
+    if (!reading && options.mode.value != SshSrv::SRV_OP_SUSPEND) return SSH_SUCCESS;
+    if (reading ? Env::PathAllowsReading(path) : Env::PathAllowsReplacing(path)) return SSH_SUCCESS;
+    KelTrace(TRACE_DEBUG, "main", kNotRegular, path.c_str());
+    KelTrace(TRACE_ERROR, "main", reading ? kCantRead : kCantWrite);
+    return kStatusListFile;
+}
+
 }  // namespace
 
 int RunMode(SshSrv::ESXiServer& host, const ToolOptions& options) {
@@ -72,10 +87,12 @@ int run(const ToolOptions& options) {
     kel_set_trace(static_cast<unsigned int>(options.tracemode.value));
     kel_trace(TRACE_ALWAYS, kBanner, VMNAP_VER_MAJOR, VMNAP_VER_MINOR, VMNAP_VER_BUILD,
               VMNAP_VER_PATCH);
+    int status = check_list_path(options);
+    if (status != SSH_SUCCESS) return status;
     std::unique_ptr<SshSrv::ESXiServer> host(new SshSrv::ESXiServer(
         options.host.value, options.user.value, options.password.value));
     host->SetTimeout(options.timeout.value);
-    int status = host->Init();
+    status = host->Init();
     if (status == SSH_SUCCESS) status = RunMode(*host, options);
     return status;
 }

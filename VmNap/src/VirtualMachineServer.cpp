@@ -108,6 +108,8 @@ const Env::XmlObject::XmlObjectStructure& VirtualMachineServer::GetXmlStructure(
     return m_gVirtualMachineServerStructure;
 }
 
+bool VirtualMachineServer::IsMarkedToReboot() const { return GetRebootStatus() == kToReboot; }
+
 int VirtualMachineServer::UpdateStatus() {
     const char* op = "UpdateStatus";
     try {
@@ -147,7 +149,7 @@ int VirtualMachineServer::PowerOn() { return ChangePower(kPowerOn); }
 int VirtualMachineServer::PowerOff() { return ChangePower(kPowerOff); }
 
 int VirtualMachineServer::Reboot() {
-    if (GetRebootStatus() != kToReboot) return SSH_SUCCESS;
+    if (!IsMarkedToReboot()) return SSH_SUCCESS;
     int rc = PowerOn();
     if (rc != SSH_SUCCESS) return StepFailed("Reboot", kPowerOnCall, rc);
     SetRebootStatus(kRebooted);

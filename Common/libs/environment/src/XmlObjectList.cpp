@@ -12,6 +12,7 @@ namespace {
 const char kXmlTagCatched[] = "XmlObjectList::XmlTag error catched\n";
 const char kToXmlCatched[] = "XmlObjectList::ToXml error catched\n";
 const char kFromXmlCatched[] = "XmlObjectList::FromXml error catched\n";
+const char kItemRefused[] = "xml object %s is not allowed in list %s\n";
 
 void TraceError(const char* function, const char* message) {
     KelTrace(TRACE_ERROR, function, "%s", message);
@@ -77,14 +78,20 @@ bool XmlObjectList::FromXml(const XmlNode* node) {
     return false;
 }
 
+bool XmlObjectList::AcceptsItem(const XmlObject&) const { return true; }
+
 // Creates the item named by the element's tag and appends it. An element that
-// names no registered class is skipped; an item that fails to read (or throws)
-// is deleted.
+// names no registered class is skipped; an item that the list refuses, that
+// fails to read (or throws) is deleted.
 bool XmlObjectList::ReadItem(const XmlNode* element) {
     XmlObjBuilder* builder = Singleton<XmlObjBuilder>::GetInstance();
     if (builder == nullptr) return true;
     std::unique_ptr<XmlObject> item(builder->Create(element->Name()));
     if (item == nullptr) return true;
+    if (!AcceptsItem(*item)) {
+        KelTrace(TRACE_DEBUG, "FromXml", kItemRefused, item->ClassName(), XmlTag().c_str());
+        return false;
+    }
     if (!item->FromXml(element)) return false;
     push_back(item.release());
     return true;

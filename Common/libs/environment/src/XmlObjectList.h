@@ -45,6 +45,11 @@ public:
 
     static XmlObjectListStructure m_gXmlObjectListStructure;
 
+protected:
+    // Whether an item built from a list element may join the list; a refused
+    // item makes FromXml fail. Every item is welcome here.
+    virtual bool AcceptsItem(const XmlObject& item) const;
+
 private:
     XmlObjectList(const XmlObjectList&) = delete;
     XmlObjectList& operator=(const XmlObjectList&) = delete;

@@ -2,6 +2,7 @@
 
 #include <libxml/parser.h>
 
+#include "FileReplacement.h"
 #include "kel-tools-trace.h"
 
 namespace Env {
@@ -21,6 +22,7 @@ const char kNodeAddAttrCatched[] = "XmlNode::AddAttr error catched\n";
 const char kNodeAddNodeCatched[] = "XmlNode::AddNode error catched\n";
 const char kSaved[] = "xml saved to file, %d bytes writter\n";
 const char kCantWrite[] = "can't write xml file\n";
+const char kNotRegular[] = "not a regular file: %s\n";
 
 void TraceError(const char* function, const char* message) {
     KelTrace(TRACE_ERROR, function, "%s", message);
@@ -38,6 +40,18 @@ String ContentOf(const xmlNode* node) {
     String result = FromText(content);
     xmlFree(content);
     return result;
+}
+
+// The document exactly as libxml2's file writer puts it; false when it cannot
+// be serialised.
+bool Serialised(xmlDoc* doc, std::string& bytes) {
+    xmlChar* text = NULL;
+    int size = 0;
+    xmlDocDumpMemory(doc, &text, &size);
+    if (text == NULL) return false;
+    bytes.assign(reinterpret_cast<const char*>(text), static_cast<std::string::size_type>(size));
+    xmlFree(text);
+    return true;
 }
 
 XmlDoc* AsDoc(xmlDoc* p) { return reinterpret_cast<XmlDoc*>(p); }
@@ -70,6 +84,10 @@ XmlDoc* XmlDoc::Create() {
 
 XmlDoc* XmlDoc::Open(const String& sFileName) {
     try {
+        if (!PathAllowsReading(sFileName)) {
+            KelTrace(TRACE_DEBUG, "Open", kNotRegular, sFileName.c_str());
+            return NULL;
+        }
         return AsDoc(xmlReadFile(sFileName.c_str(), NULL, 0));
     } catch (...) {
         TraceError("Open", kDocOpenCatched);
@@ -79,9 +97,9 @@ XmlDoc* XmlDoc::Open(const String& sFileName) {
 
 bool XmlDoc::Save(const String& sFileName) {
     try {
-        int written = xmlSaveFile(sFileName.c_str(), this);
-        if (written != -1) {
-            KelTrace(TRACE_DEBUG, "Save", kSaved, written);
+        std::string bytes;
+        if (Serialised(this, bytes) && ReplaceFile(sFileName, bytes)) {
+            KelTrace(TRACE_DEBUG, "Save", kSaved, static_cast<int>(bytes.size()));
             return true;
         }
         TraceError("Save", kCantWrite);

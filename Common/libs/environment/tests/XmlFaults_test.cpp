@@ -58,7 +58,7 @@ TEST(XmlTreeFaults, DocOpenCatchesException) {
 TEST(XmlTreeFaults, DocSaveCatchesException) {
     TempDir dir;
     XmlDocPtr doc(SmallDoc());
-    Scoped fault("xmlSaveFile", kThrow);
+    Scoped fault("xmlDocDumpMemory", kThrow);
     TraceCapture capture(TRACE_MODE_QUIET);
     EXPECT_FALSE(doc->Save(PathIn(dir, "a.xml")));
     EXPECT_EQ("hh:mm:ss: Save: XmlDoc::Save error catched\n", capture.Stop());
@@ -67,7 +67,7 @@ TEST(XmlTreeFaults, DocSaveCatchesException) {
 TEST(XmlTreeFaults, DocSaveReportsWriteFailure) {
     TempDir dir;
     XmlDocPtr doc(SmallDoc());
-    Scoped fault("xmlSaveFile", kFail);
+    Scoped fault("xmlDocDumpMemory", kFail);
     TraceCapture capture(TRACE_MODE_QUIET);
     EXPECT_FALSE(doc->Save(PathIn(dir, "a.xml")));
     EXPECT_EQ("hh:mm:ss: Save: can't write xml file\n", capture.Stop());

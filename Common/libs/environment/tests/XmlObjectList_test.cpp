@@ -76,6 +76,17 @@ public:
     static XmlObject* Create() { return new ThrowingReadItem(); }
 };
 
+// A list that takes only TestItem objects.
+class TestItemsOnly : public XmlObjectList {
+public:
+    TestItemsOnly() { SetName("Items"); }
+
+protected:
+    bool AcceptsItem(const XmlObject& item) const override {
+        return dynamic_cast<const TestItem*>(&item) != nullptr;
+    }
+};
+
 void RegisterTestCreators() {
     Env::XmlObjBuilder* builder = Env::Singleton<Env::XmlObjBuilder>::GetInstance();
     builder->RegisterCreator("RejectingItem", &RejectingItem::Create);
@@ -257,6 +268,23 @@ TEST(XmlObjectList, ItemThatFailsToReadStopsReadingAndIsDropped) {
         doc, dir, "<vms><testitem label=\"a\"/><rejectingitem/><testitem label=\"c\"/></vms>");
     XmlObjectList list;
     EXPECT_FALSE(list.FromXml(root));
+    EXPECT_EQ("a;", Labels(list));
+    EXPECT_EQ(0, RejectingItem::s_live);
+}
+
+TEST(XmlObjectList, RefusedItemStopsReadingAndIsDropped) {
+    RegisterTestCreators();
+    TempDir dir;
+    std::unique_ptr<XmlDocPtr> doc;
+    const XmlNode* root = Parse(doc, dir,
+                                "<items><testitem label=\"a\"/><stranger/><rejectingitem/>"
+                                "<testitem label=\"c\"/></items>");
+    TestItemsOnly list;
+    TraceCapture capture;
+    EXPECT_FALSE(list.FromXml(root));
+    EXPECT_EQ("hh:mm:ss: trace> Create: unknown xml object name, can't create object\n"
+              "hh:mm:ss: trace> FromXml: xml object XmlObject is not allowed in list items\n",
+              capture.Stop());
     EXPECT_EQ("a;", Labels(list));
     EXPECT_EQ(0, RejectingItem::s_live);
 }

@@ -1,6 +1,12 @@
 #include "xml_faults.h"
 
 #include <dlfcn.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 
@@ -10,11 +16,22 @@ namespace {
 
 std::string g_function;
 Mode g_mode = kNone;
+int g_skip = 0;
+int g_calls = 0;
 
 // True when `function` must fail; throws when it must throw.
 bool Faulty(const char* function) {
     if (g_mode == kNone || g_function != function) return false;
+    if (++g_calls <= g_skip) return false;
     if (g_mode == kThrow) throw std::runtime_error(function);
+    return true;
+}
+
+// The same for a file-system call: sets errno instead of throwing.
+bool FaultyCall(const char* function) {
+    if (g_mode == kNone || g_function != function) return false;
+    if (++g_calls <= g_skip) return false;
+    errno = EIO;
     return true;
 }
 
@@ -25,14 +42,19 @@ F Real(const char* function) {
 
 }  // namespace
 
-void Inject(const std::string& function, Mode mode) {
+void Inject(const std::string& function, Mode mode, int skip) {
     g_function = function;
     g_mode = mode;
+    g_skip = skip;
+    g_calls = 0;
 }
+
+int Calls() { return g_calls; }
 
 }  // namespace XmlFaults
 
 using XmlFaults::Faulty;
+using XmlFaults::FaultyCall;
 using XmlFaults::Real;
 
 xmlDocPtr xmlNewDoc(const xmlChar* version) {
@@ -45,9 +67,13 @@ xmlDocPtr xmlReadFile(const char* url, const char* encoding, int options) {
     return Real<xmlDocPtr (*)(const char*, const char*, int)>("xmlReadFile")(url, encoding, options);
 }
 
-int xmlSaveFile(const char* filename, xmlDocPtr cur) {
-    if (Faulty("xmlSaveFile")) return -1;
-    return Real<int (*)(const char*, xmlDocPtr)>("xmlSaveFile")(filename, cur);
+void xmlDocDumpMemory(xmlDocPtr cur, xmlChar** mem, int* size) {
+    if (Faulty("xmlDocDumpMemory")) {
+        *mem = nullptr;
+        *size = 0;
+        return;
+    }
+    Real<void (*)(xmlDocPtr, xmlChar**, int*)>("xmlDocDumpMemory")(cur, mem, size);
 }
 
 void xmlFreeDoc(xmlDocPtr cur) {
@@ -82,3 +108,54 @@ xmlNodePtr xmlNewTextChild(xmlNodePtr parent, xmlNsPtr ns, const xmlChar* name,
     return Real<xmlNodePtr (*)(xmlNodePtr, xmlNsPtr, const xmlChar*, const xmlChar*)>(
         "xmlNewTextChild")(parent, ns, name, content);
 }
+
+// ---- file-system calls ----
+
+extern "C" {
+
+int open(const char* path, int flags, ...) {
+    mode_t mode = 0;
+    if (flags & (O_CREAT | O_TMPFILE)) {
+        va_list args;
+        va_start(args, flags);
+        mode = va_arg(args, mode_t);
+        va_end(args);
+    }
+    if (FaultyCall("open")) return -1;
+    return Real<int (*)(const char*, int, ...)>("open")(path, flags, mode);
+}
+
+ssize_t write(int fd, const void* buf, size_t count) {
+    if (fd > 2 && FaultyCall("write")) return -1;
+    return Real<ssize_t (*)(int, const void*, size_t)>("write")(fd, buf, count);
+}
+
+int fsync(int fd) {
+    if (FaultyCall("fsync")) return -1;
+    return Real<int (*)(int)>("fsync")(fd);
+}
+
+int fchmod(int fd, mode_t mode) {
+    if (FaultyCall("fchmod")) return -1;
+    return Real<int (*)(int, mode_t)>("fchmod")(fd, mode);
+}
+
+int close(int fd) {
+    if (fd > 2 && FaultyCall("close")) {
+        Real<int (*)(int)>("close")(fd);
+        return -1;
+    }
+    return Real<int (*)(int)>("close")(fd);
+}
+
+int link(const char* from, const char* to) {
+    if (FaultyCall("link")) return -1;
+    return Real<int (*)(const char*, const char*)>("link")(from, to);
+}
+
+int rename(const char* from, const char* to) {
+    if (FaultyCall("rename")) return -1;
+    return Real<int (*)(const char*, const char*)>("rename")(from, to);
+}
+
+}  // extern "C"

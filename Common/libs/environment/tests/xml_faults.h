@@ -11,13 +11,19 @@ namespace XmlFaults {
 
 enum Mode { kNone, kFail, kThrow };
 
-// Arms `function` (e.g. "xmlNewDoc"); Mode kNone disarms everything.
-void Inject(const std::string& function, Mode mode);
+// Arms `function` (e.g. "xmlNewDoc", "fsync"); Mode kNone disarms everything.
+// The first `skip` calls of it still succeed. The file-system calls (open,
+// write, fsync, fchmod, close, link, rename) fail with errno EIO and do not
+// throw; write and close never fail on descriptors 0 to 2, where traces go.
+void Inject(const std::string& function, Mode mode, int skip = 0);
+
+// Calls of the armed function so far, the failed one included.
+int Calls();
 
 // Disarms on scope exit.
 class Scoped {
 public:
-    Scoped(const std::string& function, Mode mode) { Inject(function, mode); }
+    Scoped(const std::string& function, Mode mode, int skip = 0) { Inject(function, mode, skip); }
     ~Scoped() { Inject("", kNone); }
 };
 
