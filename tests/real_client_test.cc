@@ -84,7 +84,7 @@ protected:
     void SetHost(const std::string& text) { WriteTextFile(StatePath(), text); }
     std::string HostNow() const { return ReadFile(StatePath()); }
     std::string ListNow() const { return work_.Read(kListFile); }
-    std::string HostKeyCache() const { return sshd_.client_home() + "/.putty/sshhostkeys"; }
+    std::string HostKeyCache() const { return sshd_.host_key_cache(); }
 
     static void WriteTextFile(const std::string& path, const std::string& text) {
         std::string error;
@@ -103,7 +103,7 @@ protected:
                     "-pwd", password.empty() ? sshd_.password() : password, "-mode", mode};
         run.args.insert(run.args.end(), extra.begin(), extra.end());
         run.cwd = work_.path();
-        run.env = {"HOME=" + sshd_.client_home()};
+        run.env = sshd_.client_env();
         run.new_session = true;
         run.timeout_seconds = kRunTimeoutSeconds;
         time_t start = time(nullptr);
