@@ -43,7 +43,9 @@ bool ShadowedRootHome::Plant() {
     saved_mount_ns_ = open("/proc/self/ns/mnt", O_RDONLY | O_CLOEXEC);
     if (saved_mount_ns_ < 0 || unshare(CLONE_NEWNS) != 0) return Fail("cannot enter a mount namespace");
     if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return Fail("cannot make / private");
-    if (mount(shadow.c_str(), home_.c_str(), nullptr, MS_BIND, nullptr) != 0) return Fail("cannot mount on " + home_);
+    if (mount(shadow.c_str(), home_.c_str(), nullptr, MS_BIND, nullptr) != 0) {
+        return Fail("cannot mount on " + home_);
+    }
     if (!WriteFiles()) return Fail("cannot write the files under " + home_);
     planted_ = Files();
     return true;
