@@ -60,7 +60,7 @@ protected:
         run.args = {"netns", "exec", sshd_.netns(), WITH_PACKAGE_ROOT, VMNAP_PACKAGE_ROOT, scratch_.path()};
         run.args.insert(run.args.end(), argv.begin(), argv.end());
         run.cwd = elsewhere_.path();
-        run.env = {"HOME=" + sshd_.client_home()};
+        run.env = sshd_.client_env();
         run.env.insert(run.env.end(), env.begin(), env.end());
         run.timeout_seconds = kRunTimeoutSeconds;
         ProgramResult result = RunProgram(run);

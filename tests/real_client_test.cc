@@ -97,6 +97,26 @@ TEST_F(RealClient, HostRefusingTheConnectionIs3AndSuspendVmsStillWritesTheListFi
     EXPECT_EQ(kHostBeforeSuspend, HostNow());
 }
 
+// A list file that cannot be written makes the status 2, whatever the suspend did: here plink gave up
+// (3 otherwise) and nothing on the host was suspended.
+TEST_F(RealClient, UnwritableListFileIs2AlsoWhenNothingWasSuspended) {
+    host_ = "127.0.0.2";
+    SetHost(kHostBeforeSuspend);
+    ProgramResult r = Run("suspend_vms", {"ListFile=no-such-dir/vms.xml"});
+    EXPECT_EQ(2, r.exit_status) << Explain(r);
+    EXPECT_NE(std::string::npos, r.out.find("hh:mm:ss: main: can't write esxi server structure to xml\n"));
+    EXPECT_EQ(kHostBeforeSuspend, HostNow());
+}
+
+TEST_F(RealClient, RebootVmsWithoutAListFileIs2AndNeverConnects) {
+    SetHost(kHostAfterSuspend);
+    ProgramResult r = Run("reboot_vms", {"ListFile=missing.xml"});
+    EXPECT_EQ(2, r.exit_status) << Explain(r);
+    EXPECT_NE(std::string::npos, r.out.find("hh:mm:ss: main: can't read esxi server structure from xml\n"));
+    EXPECT_EQ(kHostAfterSuspend, HostNow());
+    EXPECT_FALSE(Exists(HostKeyCache()));
+}
+
 // A second suspend_vms finds the host in maintenance, changes nothing, and saves the VMs without marks:
 // the record of the first run is gone, and reboot_vms will not start anything.
 TEST_F(RealClient, SecondSuspendRunOverwritesTheRecordOfTheFirst) {

@@ -47,7 +47,7 @@ ProgramResult RealClient::Run(const std::string& mode, const std::vector<std::st
                 "-pwd", password.empty() ? sshd_.password() : password, "-mode", mode};
     run.args.insert(run.args.end(), extra.begin(), extra.end());
     run.cwd = work_.path();
-    run.env = {"HOME=" + sshd_.client_home()};
+    run.env = sshd_.client_env();
     run.new_session = true;
     run.timeout_seconds = kRunTimeoutSeconds;
     time_t start = time(nullptr);

@@ -40,7 +40,7 @@ protected:
     void SetHost(const std::string& text) { WriteTextFile(StatePath(), text); }
     std::string HostNow() const { return ReadFile(StatePath()); }
     std::string ListNow() const { return work_.Read(kListFile); }
-    std::string HostKeyCache() const { return sshd_.client_home() + "/.putty/sshhostkeys"; }
+    std::string HostKeyCache() const { return sshd_.host_key_cache(); }
 
     static void WriteTextFile(const std::string& path, const std::string& text);
 

@@ -21,6 +21,10 @@
 #include <set>
 #include <sstream>
 
+#include "admin_command.h"
+#include "leftover_guard.h"
+#include "leftover_names.h"
+#include "plink_home.h"
 #include "sshd_fixture_process.h"
 
 namespace {
@@ -29,45 +33,11 @@ const char kSshd[] = "/usr/sbin/sshd";
 const char kSshKeygen[] = "/usr/bin/ssh-keygen";
 const char kPrivsepDir[] = "/run/sshd";
 const char kNetnsDir[] = "/run/netns/";
-const int kAdminTimeoutSeconds = 30;
-const int kLockRetries = 60;
 const int kPortWaitSeconds = 15;
 
 std::atomic<int> g_instances{0};
 
-std::string IpPath() {
-    return access("/usr/sbin/ip", X_OK) == 0 ? "/usr/sbin/ip" : "/sbin/ip";
-}
-
 void SleepMs(int ms) { usleep(static_cast<useconds_t>(ms) * 1000); }
-
-// Runs an administration tool to its end; returns its exit status and, in `output`, what it printed.
-int RunAdmin(const std::vector<std::string>& argv, const std::string& input, std::string* output) {
-    PipedProcess tool;
-    if (!tool.Start(argv)) return -1;
-    tool.Write(input);
-    tool.CloseInput();
-    int status = tool.Wait(kAdminTimeoutSeconds);
-    *output = tool.output();
-    return status;
-}
-
-// useradd, userdel and chpasswd fail while another test holds the lock on /etc/passwd or /etc/shadow.
-int RunAdminRetryingLocks(const std::vector<std::string>& argv, const std::string& input, std::string* output) {
-    int status = -1;
-    for (int attempt = 0; attempt < kLockRetries; ++attempt) {
-        status = RunAdmin(argv, input, output);
-        if (status == 0 || output->find("lock") == std::string::npos) return status;
-        SleepMs(100 + 17 * (attempt % 7));
-    }
-    return status;
-}
-
-std::string CommandText(const std::vector<std::string>& argv) {
-    std::string text;
-    for (const std::string& arg : argv) text += (text.empty() ? "" : " ") + arg;
-    return text;
-}
 
 bool WriteFile(const std::string& path, const std::string& content) {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
@@ -173,8 +143,8 @@ bool PortOpenIn(const std::string& netns) {
 SshdFixture::SshdFixture() {
     int n = ++g_instances;
     std::string id = std::to_string(getpid()) + "-" + std::to_string(n);
-    netns_ = "vmnap-" + id;
-    user_ = "vmnap" + std::to_string(getpid()) + "u" + std::to_string(n);
+    netns_ = NetnsName(getpid(), n);
+    user_ = AccountName(getpid(), n);
     password_ = "Nap-" + id + "-pw";
 }
 
@@ -187,20 +157,21 @@ bool SshdFixture::Fail(const std::string& message) {
 
 bool SshdFixture::Start(const std::string& shell_program) {
     if (geteuid() != 0) return Fail("needs root");
+    if (!GuardLeftovers()) return Fail("cannot start the leftover guard");
     return MakeDirectories() && InstallShell(shell_program) && CreateAccount() && WriteServerFiles() &&
            CreateNamespace() && StartServer() && WaitForPort();
 }
 
 bool SshdFixture::MakeDirectories() {
-    char pattern[] = "/tmp/vmnap-sshd-XXXXXX";
-    if (!mkdtemp(pattern)) return Fail("mkdtemp failed");
+    std::string pattern = SshdDirPattern();
+    if (!mkdtemp(&pattern[0])) return Fail("mkdtemp failed");
     root_ = pattern;
     client_home_ = root_ + "/client-home";
     shell_dir_ = root_ + "/shell";
     user_home_ = root_ + "/home";
     config_ = root_ + "/sshd_config";
     sshd_log_ = root_ + "/sshd.log";
-    bool made = chmod(root_.c_str(), 0755) == 0 && mkdir(client_home_.c_str(), 0700) == 0 &&
+    bool made = chmod(root_.c_str(), 0755) == 0 && CreatePlinkHome(client_home_) &&
                 mkdir(shell_dir_.c_str(), 0755) == 0;
     return made || Fail("cannot create the directories under " + root_);
 }
@@ -296,6 +267,12 @@ std::string SshdFixture::ReadSshdLog() const {
     text << in.rdbuf();
     return text.str();
 }
+
+std::vector<std::string> SshdFixture::client_env() const { return PlinkEnvironment(client_home_); }
+
+void SshdFixture::UseClientEnv() const { UsePlinkEnvironment(client_home_); }
+
+std::string SshdFixture::host_key_cache() const { return PlinkHostKeys(client_home_); }
 
 std::vector<std::string> SshdFixture::InNamespace(const std::vector<std::string>& argv) const {
     std::vector<std::string> full = {IpPath(), "netns", "exec", netns_};

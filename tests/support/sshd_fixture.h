@@ -4,19 +4,23 @@
 //   SshdFixture sshd;
 //   ASSERT_TRUE(sshd.Start(ESXI_SIM_PATH)) << sshd.error();
 //   PipedProcess plink;
-//   plink.Start(sshd.InNamespace({"/usr/bin/plink", "-ssh", sshd.user() + "@127.0.0.1"}),
-//               {"HOME=" + sshd.client_home()});
+//   plink.Start(sshd.InNamespace({"/usr/bin/plink", "-ssh", sshd.user() + "@127.0.0.1"}), sshd.client_env());
 //
-// Code under test that starts ./plink itself: enter the namespace first and give plink the private HOME
+// Code under test that starts ./plink itself: enter the namespace first and give plink the private home
 // (tests run one per process, so both are safe to change):
 //
 //   ASSERT_TRUE(sshd.EnterNamespace()) << sshd.error();
-//   setenv("HOME", sshd.client_home().c_str(), 1);
+//   sshd.UseClientEnv();
 //   // chdir into a directory holding a "plink" that points at /usr/bin/plink, then log in as
 //   // sshd.user() with sshd.password() at 127.0.0.1.
 //
+// plink's settings, host keys and random seed stay in client_home() (see plink_home.h): nothing of the
+// user running the test is read or written.
+//
 // Everything started or created is stopped (by PID) and removed by Stop(), which the destructor calls, so
-// a failing test cleans up too.
+// a failing test cleans up too. The names carry this process's pid (namespace vmnap-PID-N, account
+// vmnapPIDuN, directory /tmp/vmnap-sshd-PID-XXXXXX); should the process be killed outright, a guard
+// process removes them once it has gone (see leftover_guard.h).
 #ifndef VMNAP_TEST_SUPPORT_SSHD_FIXTURE_H
 #define VMNAP_TEST_SUPPORT_SSHD_FIXTURE_H
 
@@ -56,7 +60,10 @@ public:
     const std::string& netns() const { return netns_; }
     const std::string& user() const { return user_; }
     const std::string& password() const { return password_; }
-    const std::string& client_home() const { return client_home_; }  // HOME for plink: private host-key cache
+    const std::string& client_home() const { return client_home_; }  // plink's private home (plink_home.h)
+    std::vector<std::string> client_env() const;  // its environment entries, for a child that runs plink
+    void UseClientEnv() const;                    // the same in this process's environment
+    std::string host_key_cache() const;           // the host-key cache plink writes there
     const std::string& user_home() const { return user_home_; }      // the account's home directory
     const std::string& shell_dir() const { return shell_dir_; }      // holds the installed login shell
     const std::string& shell_path() const { return shell_path_; }

@@ -2,8 +2,7 @@
 // are merged and collected. Used to talk to a real plink (or the simulated host) the way the tool does.
 //
 //   PipedProcess plink;
-//   plink.Start(sshd.InNamespace({"/usr/bin/plink", "-ssh", sshd.user() + "@127.0.0.1"}),
-//               {"HOME=" + sshd.client_home()});
+//   plink.Start(sshd.InNamespace({"/usr/bin/plink", "-ssh", sshd.user() + "@127.0.0.1"}), sshd.client_env());
 //   std::string text;
 //   plink.ReadUntil("(y/n", 15, &text);
 //   plink.Write("y\n");

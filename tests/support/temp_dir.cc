@@ -8,9 +8,11 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "leftover_names.h"
+
 TempDir::TempDir() {
-    char pattern[] = "/tmp/vmnap-test-XXXXXX";
-    if (mkdtemp(pattern) == nullptr) throw std::runtime_error("mkdtemp failed");
+    std::string pattern = TestDirPattern();
+    if (mkdtemp(&pattern[0]) == nullptr) throw std::runtime_error("mkdtemp failed");
     path_ = pattern;
 }
 
@@ -38,4 +40,10 @@ std::string ReadFile(const std::string& path) {
     std::ostringstream s;
     s << in.rdbuf();
     return s.str();
+}
+
+bool WriteWholeFile(const std::string& path, const std::string& content) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << content;
+    return static_cast<bool>(out);
 }

@@ -1,4 +1,5 @@
-// A private temporary directory, removed with everything in it on destruction.
+// A private temporary directory, /tmp/vmnap-test-PID-XXXXXX, removed with everything in it on destruction
+// (and by vmnap-sweep once this process has gone, should it be killed).
 #ifndef VMNAP_TEST_SUPPORT_TEMP_DIR_H
 #define VMNAP_TEST_SUPPORT_TEMP_DIR_H
 
@@ -24,5 +25,8 @@ private:
 
 // Whole content of a file; empty when it cannot be read.
 std::string ReadFile(const std::string& path);
+
+// Replaces the content of a file (creating it); false when it cannot be written.
+bool WriteWholeFile(const std::string& path, const std::string& content);
 
 #endif

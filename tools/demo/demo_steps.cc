@@ -54,7 +54,7 @@ int RunVmNap(const SshdFixture& sshd, const std::string& work_dir, const std::st
     run.args = {"netns", "exec", sshd.netns(), VMNAP_EXE};
     run.args.insert(run.args.end(), args.begin(), args.end());
     run.cwd = work_dir;
-    run.env = {"HOME=" + sshd.client_home()};
+    run.env = sshd.client_env();
     run.merge_stderr = true;
     run.timeout_seconds = kRunTimeoutSeconds;
     auto start = std::chrono::steady_clock::now();

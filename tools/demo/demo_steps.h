@@ -19,8 +19,8 @@ void ShowText(const std::string& text);
 bool LinkPlink(const std::string& work_dir);
 
 // Runs "VmNap ... -mode MODE -D verbose" in `work_dir`, inside the server's namespace, with the
-// server's account and the client HOME of the fixture; prints the command, its output, its exit status
-// and how long it took; returns the exit status.
+// server's account and the fixture's private plink home (nothing of root's own); prints the command, its
+// output, its exit status and how long it took; returns the exit status.
 int RunVmNap(const SshdFixture& sshd, const std::string& work_dir, const std::string& mode);
 
 #endif

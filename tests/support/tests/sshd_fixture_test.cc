@@ -69,7 +69,7 @@ protected:
 
     void StartPlink(PipedProcess* plink) {
         ASSERT_TRUE(plink->Start(sshd_.InNamespace({kPlink, "-ssh", sshd_.user() + "@127.0.0.1"}),
-                                 {"HOME=" + sshd_.client_home()}));
+                                 sshd_.client_env()));
     }
 
     std::string Read(PipedProcess* plink, const std::string& marker) {
@@ -149,7 +149,7 @@ TEST_F(SshdFixtureTest, SecondLoginFindsTheHostKeyInThePrivateCache) {
     LogIn(&first, true);
     first.Write("exit\n");
     EXPECT_EQ(0, first.Wait(kReadSeconds));
-    EXPECT_TRUE(Exists(sshd_.client_home() + "/.putty/sshhostkeys"));
+    EXPECT_TRUE(Exists(sshd_.host_key_cache()));
     PipedProcess second;
     StartPlink(&second);
     EXPECT_NE(std::string::npos, LogIn(&second, false).find("tiny shell pid"));

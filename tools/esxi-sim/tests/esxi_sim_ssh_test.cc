@@ -32,7 +32,7 @@ protected:
 
     void LogIn() {
         ASSERT_TRUE(plink_.Start(sshd_.InNamespace({kPlink, "-ssh", sshd_.user() + "@127.0.0.1"}),
-                                 {"HOME=" + sshd_.client_home()}));
+                                 sshd_.client_env()));
         Read(kHostKeyQuestion);
         plink_.Write("y\n");
         Read("password: ");

@@ -28,13 +28,13 @@ protected:
                "version vmx-08\npower on\n";
         ASSERT_EQ(0, symlink(kPlink, work_.file("plink").c_str()));
         ASSERT_TRUE(sshd_.EnterNamespace()) << sshd_.error();
-        setenv("HOME", sshd_.client_home().c_str(), 1);
+        sshd_.UseClientEnv();
         ASSERT_EQ(0, chdir(work_.path().c_str()));
     }
     void TearDown() override {
         if (chdir("/") != 0) ADD_FAILURE() << "chdir";
     }
-    std::string HostKeyCache() const { return sshd_.client_home() + "/.putty/sshhostkeys"; }
+    std::string HostKeyCache() const { return sshd_.host_key_cache(); }
 
     // A whole login and one command on a session of its own; the trace of it.
     std::string LoginAndAsk(const std::string& password, SshCodes* login_rc, std::string* reply) {

@@ -57,7 +57,7 @@ TEST(ExecRealClient, RunsOneVimCmdCommandThroughPlinkAndSshd) {
     TempDir work;
     ASSERT_EQ(0, symlink(kPlink, work.file("plink").c_str()));
     ASSERT_TRUE(sshd.EnterNamespace()) << sshd.error();
-    setenv("HOME", sshd.client_home().c_str(), 1);
+    sshd.UseClientEnv();
     ASSERT_EQ(0, chdir(work.path().c_str()));
 
     exec_context* cntx = new exec_context();
@@ -75,7 +75,7 @@ TEST(ExecRealClient, RunsOneVimCmdCommandThroughPlinkAndSshd) {
     EXPECT_NE(std::string::npos, trace.find("Using SSH protocol version 2"));
     EXPECT_NE(std::string::npos, trace.find("enter password for system password request, 1 time\n"));
     EXPECT_NE(std::string::npos, trace.find("\nquit\n"));  // the sent "quit" line
-    EXPECT_EQ(0, access((sshd.client_home() + "/.putty/sshhostkeys").c_str(), F_OK));
+    EXPECT_EQ(0, access(sshd.host_key_cache().c_str(), F_OK));
     release_cntx(&cntx);
 }
 
