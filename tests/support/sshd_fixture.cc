@@ -325,6 +325,14 @@ std::string SshdFixture::ReadSshdLog() const {
     return text.str();
 }
 
+bool SshdFixture::WaitForSshdLog(const std::string& text, double seconds) const {
+    for (int tries = 0; tries < seconds * 10; ++tries) {
+        if (ReadSshdLog().find(text) != std::string::npos) return true;
+        SleepMs(100);
+    }
+    return ReadSshdLog().find(text) != std::string::npos;
+}
+
 std::vector<std::string> SshdFixture::InNamespace(const std::vector<std::string>& argv) const {
     std::vector<std::string> full = {IpPath(), "netns", "exec", netns_};
     full.insert(full.end(), argv.begin(), argv.end());

@@ -70,6 +70,8 @@ public:
     const std::string& sshd_log() const { return sshd_log_; }        // sshd -e output, LogLevel VERBOSE
     pid_t sshd_pid() const { return sshd_pid_; }
     std::string ReadSshdLog() const;
+    // Polls the log until it holds `text`; false after `seconds` (sshd logs a closed connection late).
+    bool WaitForSshdLog(const std::string& text, double seconds) const;
 
 private:
     bool Fail(const std::string& message);
