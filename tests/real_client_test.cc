@@ -1,7 +1,5 @@
-// The VmNap executable against the simulated ESXi host behind a real sshd, through the real plink:
-// each test starts its own server in a private network namespace, sets the host up in the simulator's
-// state file, runs the tool there as a child without a controlling terminal, and checks the exit
-// status, the list file and the host's state afterwards.
+// The VmNap executable against the simulated ESXi host behind a real sshd, through the real plink: the
+// modes, the list file and the exit statuses (see real_host.h for how each test runs).
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
@@ -15,48 +13,12 @@
 #include <vector>
 
 #include "host_state.h"
-#include "run_program.h"
-#include "sshd_fixture.h"
+#include "real_host.h"
 #include "state_store.h"
-#include "state_text.h"
-#include "temp_dir.h"
 
 namespace {
 
-const char kIp[] = "/usr/sbin/ip";
-const char kPlink[] = "/usr/bin/plink";
-const char kListFile[] = "esxi_vms.xml";
-const char kBanner[] = "hh:mm:ss: \nOrvane tool. ver.1.1.0.0\n\n";
-const int kRunTimeoutSeconds = 55;
-
-// One VM of the simulator's state file, every key spelt out as the simulator writes it back.
-std::string Vm(const std::string& id, const std::string& name, const std::string& power,
-               const std::string& refuse_suspend = "no") {
-    return "vm " + id + "\nname " + name + "\nfile [datastore1] " + name + "/" + name +
-           ".vmx\nguest centos64Guest\nversion vmx-08\npower " + power + "\nrefuse_suspend " +
-           refuse_suspend + "\nsuspend_seconds 0\n";
-}
-
-// The host part of the state file; `task_counter` counts the maintenance tasks run so far, from 1.
-std::string Host(const std::string& maintenance, int task_counter, const std::string& refuse = "no",
-                 const std::string& prompt = "busybox") {
-    return "hostname esx01\nprompt " + prompt + "\nmaintenance " + maintenance +
-           "\nrefuse_maintenance_while_running " + refuse + "\ntask_counter " +
-           std::to_string(task_counter) + "\n";
-}
-
-// One row of the list file, as the tool writes it.
-std::string Row(const std::string& id, const std::string& name, const std::string& status,
-                const std::string& mark = "") {
-    std::string reboot = mark.empty() ? "" : " rebootstatus=\"" + mark + "\"";
-    return "<virtualmachineserver id=\"" + id + "\" name=\"" + name + "\"" + reboot + " status=\"" +
-           status + "\" timeout=\"300\"></virtualmachineserver>";
-}
-
-std::string ListFile(const std::string& maintenance, const std::string& reboot, const std::string& rows) {
-    return "<?xml version=\"1.0\"?>\n<esxiserver host=\"127.0.0.1\" maintenancemode=\"" + maintenance +
-           "\" reboot=\"" + reboot + "\"><vms>" + rows + "</vms></esxiserver>\n";
-}
+using namespace realhost;
 
 // One running and one stopped VM, before suspend_vms and after it (maintenance task 1 ran).
 const std::string kHostBeforeSuspend = Host("no", 1) + Vm("1", "web01", "on") + Vm("2", "backup", "off");
@@ -72,57 +34,7 @@ bool Exists(const std::string& path) {
     return stat(path.c_str(), &st) == 0;
 }
 
-class RealClient : public testing::Test {
-protected:
-    void SetUp() override {
-        if (geteuid() != 0) GTEST_SKIP() << "needs root";
-        ASSERT_TRUE(sshd_.Start(ESXI_SIM_PATH)) << sshd_.error();
-        ASSERT_EQ(0, symlink(kPlink, work_.file("plink").c_str()));
-    }
-
-    std::string StatePath() const { return sshd_.shell_dir() + "/esxi-sim.state"; }
-    void SetHost(const std::string& text) { WriteTextFile(StatePath(), text); }
-    std::string HostNow() const { return ReadFile(StatePath()); }
-    std::string ListNow() const { return work_.Read(kListFile); }
-    std::string HostKeyCache() const { return sshd_.client_home() + "/.putty/sshhostkeys"; }
-
-    static void WriteTextFile(const std::string& path, const std::string& text) {
-        std::string error;
-        esxisim::HostState parsed;
-        ASSERT_TRUE(esxisim::ParseState(text, &parsed, &error)) << error;
-        ASSERT_EQ(text, esxisim::FormatState(parsed));
-        ASSERT_TRUE(esxisim::StateStore(path).Write(parsed, &error)) << error;
-    }
-
-    // Runs VmNap inside the namespace in the working directory; stamps normalised, seconds measured.
-    ProgramResult Run(const std::string& mode, const std::vector<std::string>& extra = {},
-                      const std::string& password = "") {
-        ProgramRun run;
-        run.path = kIp;
-        run.args = {"netns", "exec", sshd_.netns(), VMNAP_EXE, "-host", host_, "-usr", sshd_.user(),
-                    "-pwd", password.empty() ? sshd_.password() : password, "-mode", mode};
-        run.args.insert(run.args.end(), extra.begin(), extra.end());
-        run.cwd = work_.path();
-        run.env = {"HOME=" + sshd_.client_home()};
-        run.new_session = true;
-        run.timeout_seconds = kRunTimeoutSeconds;
-        time_t start = time(nullptr);
-        ProgramResult result = RunProgram(run);
-        last_seconds_ = static_cast<int>(time(nullptr) - start);
-        result.out = NormalizeStamps(result.out);
-        return result;
-    }
-
-    std::string Explain(const ProgramResult& r) const {
-        return "after " + std::to_string(last_seconds_) + " s\nstdout:\n" + r.out + "\nstderr:\n" + r.err +
-               "\nsshd:\n" + sshd_.ReadSshdLog() + "\nhost:\n" + HostNow();
-    }
-
-    SshdFixture sshd_;
-    TempDir work_;
-    std::string host_ = "127.0.0.1";
-    int last_seconds_ = 0;
-};
+class RealClient : public RealHostTest {};
 
 TEST_F(RealClient, SuspendVmsSuspendsMarksEntersMaintenanceAndSavesTheListFile) {
     SetHost(kHostBeforeSuspend);
