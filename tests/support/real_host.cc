@@ -1,7 +1,10 @@
 #include "real_host.h"
 
+#include <stdlib.h>
 #include <time.h>
 #include <unistd.h>
+
+#include <sstream>
 
 #include "host_state.h"
 #include "state_store.h"
@@ -45,6 +48,16 @@ namespace {
 const char kIp[] = "/usr/sbin/ip";
 const char kPlink[] = "/usr/bin/plink";
 const int kRunTimeoutSeconds = 55;
+const char kWrapperVariable[] = "VMNAP_TEST_WRAPPER";
+
+// The words of $VMNAP_TEST_WRAPPER (split on blanks), to run the tool under e.g. valgrind.
+std::vector<std::string> Wrapper() {
+    const char* text = getenv(kWrapperVariable);
+    std::vector<std::string> words;
+    std::istringstream in(text != nullptr ? text : "");
+    for (std::string word; in >> word;) words.push_back(word);
+    return words;
+}
 
 }  // namespace
 
@@ -66,8 +79,11 @@ ProgramRun RealHostTest::Command(const std::string& mode, const std::vector<std:
                                  const std::string& password) const {
     ProgramRun run;
     run.path = kIp;
-    run.args = {"netns", "exec", sshd_.netns(), VMNAP_EXE, "-host", host_, "-usr", sshd_.user(),
-                "-pwd", password.empty() ? sshd_.password() : password, "-mode", mode};
+    run.args = {"netns", "exec", sshd_.netns()};
+    std::vector<std::string> wrapper = Wrapper();
+    run.args.insert(run.args.end(), wrapper.begin(), wrapper.end());
+    run.args.insert(run.args.end(), {VMNAP_EXE, "-host", host_, "-usr", sshd_.user(), "-pwd",
+                                     password.empty() ? sshd_.password() : password, "-mode", mode});
     run.args.insert(run.args.end(), extra.begin(), extra.end());
     run.cwd = work_.path();
     run.env = {"HOME=" + sshd_.client_home()};

@@ -9,6 +9,9 @@
 //       ProgramResult r = Run("suspend_vms");
 //       EXPECT_EQ(0, r.exit_status) << Explain(r);
 //   }
+//
+// VMNAP_TEST_WRAPPER in the environment runs the tool under another program, e.g.
+//   VMNAP_TEST_WRAPPER="/usr/bin/valgrind --leak-check=full --log-file=/tmp/vg.%p" ctest -R RealClient
 #ifndef VMNAP_TEST_SUPPORT_REAL_HOST_H
 #define VMNAP_TEST_SUPPORT_REAL_HOST_H
 
@@ -55,7 +58,8 @@ protected:
     // Writes `text` as the state file, after checking that the simulator reads it and writes it back the same.
     static void WriteStateFile(const std::string& path, const std::string& text);
 
-    // The VmNap command line inside the namespace, in the working directory, HOME the private key cache.
+    // The VmNap command line inside the namespace, in the working directory, HOME the private key cache;
+    // preceded by the words of $VMNAP_TEST_WRAPPER when it is set.
     ProgramRun Command(const std::string& mode, const std::vector<std::string>& extra = {},
                        const std::string& password = "") const;
 
