@@ -1,3 +1,11 @@
+#include <signal.h>
+
 #include "main.h"
 
-int main(int argc, char** argv) { return RunTool(argc, argv); }
+// A client that has gone must not end the tool: a write into it fails with
+// EPIPE and takes the write-error path, and the list file is still saved.
+// The client itself starts with the default action again.
+int main(int argc, char** argv) {
+    signal(SIGPIPE, SIG_IGN);
+    return RunTool(argc, argv);
+}

@@ -5,6 +5,8 @@
 //   plink.argv      its arguments, argv[0] first, each followed by "\n"
 //   plink.pid       its process id and "\n"
 //   plink.tty       "yes\n" when it started with a controlling terminal, else "no\n"
+//   plink.fds       the descriptors it started with, each "N -> TARGET\n", in increasing order
+//   plink.sigpipe   "default\n" or "ignored\n": how it started with SIGPIPE
 //   plink.received  every byte read from its input, appended as it arrives
 //   plink.signals   "TERM\n" for each SIGTERM received
 // Input is read (and recorded) during sleep, expect and wait.
@@ -24,6 +26,7 @@
 //   exit N            end with status N (the end of the script is "exit 0")
 //   lifetime SECONDS  end (by SIGALRM) that many seconds from now; the default is 120 from the start
 // It also ends itself (status 5) within 0.1 s of its parent process going away.
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -35,6 +38,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <map>
 #include <string>
 
 namespace {
@@ -80,7 +84,35 @@ bool has_terminal() {
     return true;
 }
 
+// Read before this program opens anything of its own.
+std::string open_descriptors() {
+    std::map<int, std::string> open;
+    DIR* dir = opendir("/proc/self/fd");
+    if (dir == NULL) return "";
+    while (struct dirent* entry = readdir(dir)) {
+        int fd = atoi(entry->d_name);
+        if (entry->d_name[0] == '.' || fd == dirfd(dir)) continue;
+        char target[4096] = {0};
+        std::string link = std::string("/proc/self/fd/") + entry->d_name;
+        if (readlink(link.c_str(), target, sizeof(target) - 1) < 0) target[0] = '\0';
+        open[fd] = target;
+    }
+    closedir(dir);
+    std::string text;
+    for (const auto& entry : open) text += std::to_string(entry.first) + " -> " + entry.second + "\n";
+    return text;
+}
+
+std::string sigpipe_disposition() {
+    struct sigaction current;
+    if (sigaction(SIGPIPE, NULL, &current) != 0) return "unknown\n";
+    return current.sa_handler == SIG_IGN ? "ignored\n" : "default\n";
+}
+
 void record_start(int argc, char** argv) {
+    std::string fds = open_descriptors();
+    write_file("plink.fds", fds);
+    write_file("plink.sigpipe", sigpipe_disposition());
     std::string args;
     for (int i = 0; i < argc; ++i) args += std::string(argv[i]) + "\n";
     write_file("plink.argv", args);

@@ -51,6 +51,10 @@ std::string FakePlinkDir::Signals() const { return dir_.Read("plink.signals"); }
 
 bool FakePlinkDir::StartedWithTerminal() const { return dir_.Read("plink.tty") == "yes\n"; }
 
+std::string FakePlinkDir::Descriptors() const { return dir_.Read("plink.fds"); }
+
+std::string FakePlinkDir::SigpipeAtStart() const { return dir_.Read("plink.sigpipe"); }
+
 pid_t FakePlinkDir::Pid() const { return static_cast<pid_t>(atoi(dir_.Read("plink.pid").c_str())); }
 
 bool FakePlinkDir::WaitForReceived(const std::string& text, double seconds) const {

@@ -39,6 +39,8 @@ public:
     std::string Signals() const;            // plink.signals: "TERM\n" per SIGTERM
     bool StartedWithTerminal() const;       // plink.tty
     pid_t Pid() const;                      // plink.pid; 0 when not started yet
+    std::string Descriptors() const;        // plink.fds: "N -> TARGET\n" per descriptor at start
+    std::string SigpipeAtStart() const;     // plink.sigpipe: "default\n" or "ignored\n"
 
     // Polls plink.received until it contains `text`; false after `seconds`.
     bool WaitForReceived(const std::string& text, double seconds) const;

@@ -2,13 +2,26 @@
 
 #include <sys/stat.h>
 #include <time.h>
+#include <stdlib.h>
 #include <unistd.h>
+
+#include <sstream>
 
 namespace {
 
 const char kIp[] = "/usr/sbin/ip";
 const char kPlink[] = "/usr/bin/plink";
 const int kRunTimeoutSeconds = 55;
+const char kWrapperVariable[] = "VMNAP_TEST_WRAPPER";
+
+// The words of $VMNAP_TEST_WRAPPER (split on blanks), to run the tool under e.g. valgrind.
+std::vector<std::string> Wrapper() {
+    const char* text = getenv(kWrapperVariable);
+    std::vector<std::string> words;
+    std::istringstream in(text != nullptr ? text : "");
+    for (std::string word; in >> word;) words.push_back(word);
+    return words;
+}
 
 }  // namespace
 
@@ -39,19 +52,27 @@ void RealClient::WriteTextFile(const std::string& path, const std::string& text)
     ASSERT_TRUE(simulated::WriteState(path, text, &error)) << error;
 }
 
-ProgramResult RealClient::Run(const std::string& mode, const std::vector<std::string>& extra,
-                              const std::string& password) {
+ProgramRun RealClient::Command(const std::string& mode, const std::vector<std::string>& extra,
+                              const std::string& password) const {
     ProgramRun run;
     run.path = kIp;
-    run.args = {"netns", "exec", sshd_.netns(), VMNAP_EXE, "-host", host_, "-usr", sshd_.user(),
-                "-pwd", password.empty() ? sshd_.password() : password, "-mode", mode};
+    run.args = {"netns", "exec", sshd_.netns()};
+    std::vector<std::string> wrapper = Wrapper();
+    run.args.insert(run.args.end(), wrapper.begin(), wrapper.end());
+    run.args.insert(run.args.end(), {VMNAP_EXE, "-host", host_, "-usr", sshd_.user(), "-pwd",
+                                     password.empty() ? sshd_.password() : password, "-mode", mode});
     run.args.insert(run.args.end(), extra.begin(), extra.end());
     run.cwd = work_.path();
     run.env = sshd_.client_env();
     run.new_session = true;
     run.timeout_seconds = kRunTimeoutSeconds;
+    return run;
+}
+
+ProgramResult RealClient::Run(const std::string& mode, const std::vector<std::string>& extra,
+                              const std::string& password) {
     time_t start = time(nullptr);
-    ProgramResult result = RunProgram(run);
+    ProgramResult result = RunProgram(Command(mode, extra, password));
     last_seconds_ = static_cast<int>(time(nullptr) - start);
     result.out = NormalizeStamps(result.out);
     return result;

@@ -44,7 +44,13 @@ protected:
 
     static void WriteTextFile(const std::string& path, const std::string& text);
 
-    // Runs VmNap inside the namespace in the working directory; stamps normalised, seconds measured.
+    // The VmNap command line inside the namespace, in the working directory, with plink's private
+    // environment; preceded by the words of $VMNAP_TEST_WRAPPER when it is set, e.g.
+    //   VMNAP_TEST_WRAPPER="/usr/bin/valgrind --leak-check=full --log-file=/tmp/vg.%p" ctest -R RealClient
+    ProgramRun Command(const std::string& mode, const std::vector<std::string>& extra = {},
+                       const std::string& password = "") const;
+
+    // Runs Command() to its end; stamps normalised, seconds measured.
     ProgramResult Run(const std::string& mode, const std::vector<std::string>& extra = {},
                       const std::string& password = "");
 

@@ -7,10 +7,10 @@
 namespace simulated {
 
 std::string Vm(const std::string& id, const std::string& name, const std::string& power,
-               const std::string& refuse_suspend) {
+               const std::string& refuse_suspend, int suspend_seconds) {
     return "vm " + id + "\nname " + name + "\nfile [datastore1] " + name + "/" + name +
            ".vmx\nguest centos64Guest\nversion vmx-08\npower " + power + "\nrefuse_suspend " +
-           refuse_suspend + "\nsuspend_seconds 0\n";
+           refuse_suspend + "\nsuspend_seconds " + std::to_string(suspend_seconds) + "\n";
 }
 
 std::string Host(const std::string& maintenance, int task_counter, const std::string& refuse,

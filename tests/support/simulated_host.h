@@ -9,7 +9,7 @@ namespace simulated {
 
 // One VM of the simulator's state file, every key spelt out as the simulator writes it back.
 std::string Vm(const std::string& id, const std::string& name, const std::string& power,
-               const std::string& refuse_suspend = "no");
+               const std::string& refuse_suspend = "no", int suspend_seconds = 0);
 
 // The host part of the state file; `task_counter` counts the maintenance tasks run so far, from 1.
 std::string Host(const std::string& maintenance, int task_counter, const std::string& refuse = "no",

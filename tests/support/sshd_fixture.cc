@@ -200,20 +200,48 @@ bool SshdFixture::CreateAccount() {
     return owned || Fail("cannot chown " + shell_dir_);
 }
 
+bool SshdFixture::GenerateHostKey() {
+    std::string output;
+    unlink(host_key_.c_str());
+    unlink((host_key_ + ".pub").c_str());
+    std::vector<std::string> keygen = {kSshKeygen, "-q", "-t", "ed25519", "-N", "", "-C", "", "-f", host_key_};
+    return RunAdmin(keygen, "", &output) == 0 || Fail("ssh-keygen: " + output);
+}
+
+// LogLevel VERBOSE: every connection is logged, and every password tried ("Accepted password for",
+// "Failed password for").
 bool SshdFixture::WriteServerFiles() {
-    std::string output, key = root_ + "/ssh_host_ed25519_key";
-    std::vector<std::string> keygen = {kSshKeygen, "-q", "-t", "ed25519", "-N", "", "-C", "", "-f", key};
-    if (RunAdmin(keygen, "", &output) != 0) return Fail("ssh-keygen: " + output);
+    host_key_ = root_ + "/ssh_host_ed25519_key";
+    if (!GenerateHostKey()) return false;
     std::string config =
-        "ListenAddress 127.0.0.1\nPort 22\nHostKey " + key + "\nPidFile " + root_ + "/sshd.pid\n" +
+        "ListenAddress 127.0.0.1\nPort 22\nHostKey " + host_key_ + "\nPidFile " + root_ + "/sshd.pid\n" +
         "PasswordAuthentication yes\nKbdInteractiveAuthentication no\nPubkeyAuthentication no\n"
         "UsePAM no\nPermitRootLogin no\nAllowUsers " + user_ + "\nStrictModes no\n"
         "PrintMotd no\nPrintLastLog no\nUseDNS no\nBanner none\nAuthorizedKeysFile none\n"
         "X11Forwarding no\nAllowTcpForwarding no\nAllowAgentForwarding no\nPermitTunnel no\n"
-        "MaxStartups 50\nLoginGraceTime 60\n";
+        "MaxStartups 50\nLoginGraceTime 60\nLogLevel VERBOSE\n";
     for (const std::string& entry : session_env_) config += "SetEnv " + entry + "\n";
     mkdir(kPrivsepDir, 0755);
     return WriteFile(config_, config) || Fail("cannot write " + config_);
+}
+
+// The server is stopped and started again rather than sent SIGHUP: a probe of the port cannot then reach a
+// listener that still holds the old key.
+bool SshdFixture::ReplaceHostKey() {
+    if (sshd_pid_ <= 0) return Fail("sshd is not running");
+    StopServer(sshd_pid_);
+    sshd_pid_ = -1;
+    return GenerateHostKey() && StartServer() && WaitForPort();
+}
+
+std::vector<pid_t> SshdFixture::AccountProcesses() const {
+    struct passwd* account = account_created_ ? getpwnam(user_.c_str()) : nullptr;
+    std::vector<pid_t> pids;
+    if (!account) return pids;
+    for (const auto& entry : ListProcesses()) {
+        if (entry.second.uid == account->pw_uid) pids.push_back(entry.first);
+    }
+    return pids;
 }
 
 bool SshdFixture::CreateNamespace() {
@@ -228,7 +256,7 @@ bool SshdFixture::CreateNamespace() {
 
 bool SshdFixture::StartServer() {
     std::vector<std::string> argv = InNamespace({kSshd, "-D", "-e", "-f", config_});
-    int log = open(sshd_log_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    int log = open(sshd_log_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
     if (log < 0) return Fail("cannot create " + sshd_log_);
     sshd_pid_ = fork();
     if (sshd_pid_ == 0) {
@@ -273,6 +301,14 @@ std::vector<std::string> SshdFixture::client_env() const { return PlinkEnvironme
 void SshdFixture::UseClientEnv() const { UsePlinkEnvironment(client_home_); }
 
 std::string SshdFixture::host_key_cache() const { return PlinkHostKeys(client_home_); }
+
+bool SshdFixture::WaitForSshdLog(const std::string& text, double seconds) const {
+    for (int tries = 0; tries < seconds * 10; ++tries) {
+        if (ReadSshdLog().find(text) != std::string::npos) return true;
+        SleepMs(100);
+    }
+    return ReadSshdLog().find(text) != std::string::npos;
+}
 
 std::vector<std::string> SshdFixture::InNamespace(const std::vector<std::string>& argv) const {
     std::vector<std::string> full = {IpPath(), "netns", "exec", netns_};

@@ -48,6 +48,13 @@ public:
     // namespace and the temporary directories, and leaves the namespace if this process entered it.
     void Stop();
 
+    // Gives the server a new host key (and restarts it on the same port), so that a client that cached the
+    // old one sees a changed key. Connections before and after go to the same log. False with error() set.
+    bool ReplaceHostKey();
+
+    // The processes that run as the test account (its login shells and what they started).
+    std::vector<pid_t> AccountProcesses() const;
+
     // Moves the calling thread (and the children it starts later) into the namespace, so 127.0.0.1:22 is
     // this sshd; LeaveNamespace() goes back to the namespace it came from.
     bool EnterNamespace();
@@ -67,9 +74,11 @@ public:
     const std::string& user_home() const { return user_home_; }      // the account's home directory
     const std::string& shell_dir() const { return shell_dir_; }      // holds the installed login shell
     const std::string& shell_path() const { return shell_path_; }
-    const std::string& sshd_log() const { return sshd_log_; }        // sshd -e output
+    const std::string& sshd_log() const { return sshd_log_; }        // sshd -e output, LogLevel VERBOSE
     pid_t sshd_pid() const { return sshd_pid_; }
     std::string ReadSshdLog() const;
+    // Polls the log until it holds `text`; false after `seconds` (sshd logs a closed connection late).
+    bool WaitForSshdLog(const std::string& text, double seconds) const;
 
 private:
     bool Fail(const std::string& message);
@@ -77,6 +86,7 @@ private:
     bool InstallShell(const std::string& shell_program);
     bool CreateAccount();
     bool WriteServerFiles();
+    bool GenerateHostKey();
     bool CreateNamespace();
     bool StartServer();
     bool WaitForPort();
@@ -87,7 +97,7 @@ private:
     std::string error_;
     std::vector<std::string> session_env_;
     std::string netns_, user_, password_;
-    std::string root_, client_home_, user_home_, shell_dir_, shell_path_, config_, sshd_log_;
+    std::string root_, client_home_, user_home_, shell_dir_, shell_path_, config_, sshd_log_, host_key_;
     bool account_created_ = false;
     bool netns_created_ = false;
     pid_t sshd_pid_ = -1;

@@ -12,6 +12,7 @@
 #include <fstream>
 #include <string>
 
+#include "plink_texts.h"
 #include "sshd_fixture.h"
 #include "sshd_fixture_process.h"
 #include "temp_dir.h"
@@ -21,6 +22,7 @@ namespace {
 const char kPlink[] = "/usr/bin/plink";
 const char kPrompt[] = "~ # ";
 const char kHostKeyQuestion[] = "Store key in cache? (y/n, Return cancels connection, i for more info) ";
+const char kHostKeyUpdateQuestion[] = "Update cached key? (y/n, Return cancels connection, i for more info) ";
 const int kReadSeconds = 20;
 
 // A login shell that says who it is, then answers each line with "got:LINE" and a prompt.
@@ -32,6 +34,12 @@ const char kTinyShell[] =
     "  [ \"$line\" = exit ] && exit 0\n"
     "  printf 'got:%s\\n~ # ' \"$line\"\n"
     "done\n";
+
+size_t Count(const std::string& text, const std::string& what) {
+    size_t n = 0;
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+    return n;
+}
 
 bool Exists(const std::string& path) {
     struct stat st;
@@ -192,6 +200,35 @@ TEST_F(SshdFixtureTest, StopEndsSessionsAndRemovesEverything) {
     EXPECT_FALSE(Exists("/run/netns/" + netns));
     EXPECT_FALSE(Exists(home));
     EXPECT_NE(-1, plink.Wait(kReadSeconds));
+}
+
+// plink 0.78 on a server whose key changed after the first login: the warning it prints on a pipe, line
+// by line, and Return (an empty line) abandons the connection before any password is asked for.
+TEST_F(SshdFixtureTest, ReplacedHostKeyBringsPlinksBreachWarningAndReturnCancels) {
+    StartServer();
+    PipedProcess first;
+    StartPlink(&first);
+    LogIn(&first, true);
+    first.Write("exit\n");
+    EXPECT_EQ(0, first.Wait(kReadSeconds));
+    std::string cache = ReadFile(sshd_.client_home() + "/.putty/sshhostkeys");
+    ASSERT_TRUE(sshd_.ReplaceHostKey()) << sshd_.error();
+
+    PipedProcess second;
+    StartPlink(&second);
+    std::string warning = Read(&second, kHostKeyUpdateQuestion);
+    EXPECT_EQ(WithoutFingerprints(kPlinkChangedKeyWarning), WithoutFingerprints(warning));
+    EXPECT_EQ(std::string::npos, warning.find("rE9v5woZzqRME7JoJ8lUA6THB1WRATVuScwdDLy9WA4"));
+    second.Write("\n");
+    EXPECT_EQ(kPlinkConnectionAbandoned, second.ReadFor(3));
+    EXPECT_NE(-1, second.Wait(kReadSeconds));
+    EXPECT_EQ(cache, ReadFile(sshd_.client_home() + "/.putty/sshhostkeys"));
+    EXPECT_TRUE(sshd_.WaitForSshdLog("[preauth]", kReadSeconds));
+    std::string log = sshd_.ReadSshdLog();
+    // The first login's password is in the log; the second connection ended before authentication.
+    EXPECT_EQ(1u, Count(log, "password for ")) << log;
+    EXPECT_EQ(1u, Count(log, "Accepted password for " + sshd_.user() + " ")) << log;
+    EXPECT_EQ(1u, Count(log, "[preauth]")) << log;
 }
 
 TEST_F(SshdFixtureTest, FailedStartSaysWhyAndLeavesNothingBehind) {

@@ -104,6 +104,7 @@ SshCodes SshSession::RunSshClient(const char* cszHost, const char* cszUser,
         SshCodes code = GetRunSshCommand(cszHost, cszUser);
         if (code != SSH_SUCCESS) return code;
         m_state = EXEC_INIT;
+        m_sHost = cszHost != NULL ? cszHost : "";
         m_sPassword = cszPassword != NULL ? cszPassword : "";
         if (!create_pipes(stdin_def, stdout_def, stderr_def, stdout_r, stdout_w, stdout_e,
                           stdin_r, stdin_w)) {
@@ -272,6 +273,7 @@ int SshSession::DefaultParser(SshCodes& errcode) {
     try {
         KelTrace(TRACE_DEBUG, "DefaultParser", kMsgParserInProgress);
         m_command[0] = '\0';
+        if (is_host_key_mismatch(m_response)) return RefuseChangedHostKey(errcode);
         if (is_host_key_question(m_response)) {
             m_state = EXEC_KEY_EXCHANGE;
             snprintf(m_command, kBufSize, "y%s", kLineEnd);
@@ -295,6 +297,17 @@ int SshSession::DefaultParser(SshCodes& errcode) {
         kel_trace(TRACE_ERROR, kErrParser);
     }
     errcode = StateToSshcode(errcode);
+    return 0;
+}
+
+// A changed host key is never trusted: Return cancels the connection, and the
+// login ends as one that could not connect.
+int SshSession::RefuseChangedHostKey(SshCodes& errcode) {
+    snprintf(m_command, kBufSize, "%s", kLineEnd);
+    WriteAnswer();
+    trace_host_key_changed("DefaultParser", m_sHost.c_str());
+    m_state = EXEC_CONNECTING;
+    errcode = SSH_CANNOT_CONNECT_ERR;
     return 0;
 }
 

@@ -13,6 +13,12 @@ namespace {
 const int kClosePolls = 5;
 const int kPollsBeforeTerm = 3;
 const char* const kMsgTerminated = "client terminated forcibly\n";
+const char* const kMsgHostKeyChanged =
+    "the host key of %s has changed: connection cancelled, no password sent\n";
+
+// plink's warning about a changed key: its title, its first sentence and its question.
+const char* const kMismatchMarks[] = {"POTENTIAL SECURITY BREACH", "host key does not match",
+                                      "Update cached key?"};
 
 void restore_and_close(fd_handle& saved, int std_fd) {
     if (saved != -1) dup2(saved, std_fd);
@@ -33,6 +39,19 @@ bool locate_client(char* path, int size) {
 bool is_host_key_question(const char* text) {
     return has(text, "host key") && has(text, "fingerprint") &&
            (has(text, "y/n") || has(text, "yes/no"));
+}
+
+bool is_host_key_mismatch(const char* text) {
+    for (const char* mark : kMismatchMarks)
+        if (has(text, mark)) return true;
+    return false;
+}
+
+void trace_host_key_changed(const char* caller, const char* host) {
+    if (caller != NULL)
+        KelTrace(TRACE_ERROR, caller, kMsgHostKeyChanged, host);
+    else
+        kel_trace(TRACE_ERROR, kMsgHostKeyChanged, host);
 }
 
 bool is_logout(const char* text) { return has(text, "logout") || has(text, "connection abort"); }

@@ -18,6 +18,11 @@ bool locate_client(char* path, int size);
 
 // The client asks whether to trust an unknown host key.
 bool is_host_key_question(const char* text);
+// The client warns that the host's key differs from the one it has cached
+// (any part of the warning). Such a key is never accepted.
+bool is_host_key_mismatch(const char* text);
+// The one ERROR trace of a refused changed key; `caller` may be NULL.
+void trace_host_key_changed(const char* caller, const char* host);
 // The remote side logs out or dropped the connection.
 bool is_logout(const char* text);
 

@@ -41,9 +41,9 @@ struct PipePair {
 };
 
 bool save_std(fd_handle& stdin_def, fd_handle& stdout_def, fd_handle& stderr_def) {
-    stdout_def = dup(STD_OUTPUT_HANDLE);
-    stdin_def = dup(STD_INPUT_HANDLE);
-    stderr_def = dup(STD_ERROR_HANDLE);
+    stdout_def = dup_fdhandle(STD_OUTPUT_HANDLE);
+    stdin_def = dup_fdhandle(STD_INPUT_HANDLE);
+    stderr_def = dup_fdhandle(STD_ERROR_HANDLE);
     return stdout_def != -1 && stdin_def != -1 && stderr_def != -1;
 }
 

@@ -50,6 +50,24 @@ void cut_to_line_end(char* text) {
     while (n > 0 && text[n - 1] != '\r' && text[n - 1] != '\n') text[--n] = '\0';
 }
 
+// The host of " -ssh -v user@host": what follows the last '@'.
+const char* host_of(const char* args) {
+    const char* at = strrchr(args, '@');
+    return at != NULL ? at + 1 : args;
+}
+
+// A changed host key is never trusted: Return cancels the connection and the
+// client ends; the conversation then counts as one that could not connect.
+// A later piece of the same warning is only cancelled again, not traced.
+int refuse_changed_key(char* sent, int max_sent, exec_context* cntx) {
+    snprintf(sent, max_sent, "%s", "\n");
+    if (cntx->cli_result != SSH_CANNOT_CONNECT_ERR)
+        trace_host_key_changed(NULL, host_of(cntx->ssh_args));
+    cntx->state = EXEC_CONNECTING;
+    cntx->cli_result = SSH_CANNOT_CONNECT_ERR;
+    return 1;
+}
+
 const char* skip_line_ends(const char* p) {
     while (*p == '\r' || *p == '\n') ++p;
     return p;
@@ -59,6 +77,7 @@ const char* skip_line_ends(const char* p) {
 
 int def_parser(const char* recv, char* sent, int max_sent, exec_context* cntx) {
     if (recv == NULL || sent == NULL || cntx == NULL || max_sent == 0) return 0;
+    if (is_host_key_mismatch(recv)) return refuse_changed_key(sent, max_sent, cntx);
     if (is_host_key_question(recv)) {
         cntx->state = EXEC_KEY_EXCHANGE;
         snprintf(sent, max_sent, "y%s", "\n");

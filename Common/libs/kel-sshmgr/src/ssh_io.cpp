@@ -1,5 +1,6 @@
 #include "ssh_io.h"
 
+#include <fcntl.h>
 #include <string.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -10,7 +11,8 @@ const int STD_INPUT_HANDLE = 0;
 const int STD_OUTPUT_HANDLE = 1;
 const int STD_ERROR_HANDLE = 2;
 
-fd_handle dup_fdhandle(fd_handle oldfd) { return dup(oldfd); }
+// The tool's own copies are never inherited by the client.
+fd_handle dup_fdhandle(fd_handle oldfd) { return fcntl(oldfd, F_DUPFD_CLOEXEC, 0); }
 
 fd_handle dup2_std_fdhandle(fd_handle oldfd, int newfd) { return dup2(oldfd, newfd); }
 
@@ -22,7 +24,7 @@ void close_fdhandle(fd_handle& fd) {
 
 int create_pipe(fd_handle* fds) {
     if (fds == NULL) return -1;
-    return pipe(fds);
+    return pipe2(fds, O_CLOEXEC);
 }
 
 int get_bytes_avail(fd_handle fd_r) {

@@ -1,3 +1,5 @@
+#include <dirent.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <string.h>
@@ -47,14 +49,30 @@ void free_args(char** argv) {
     }
 }
 
-// The child: keeps descriptors 0, 1, 2 (the pipes), leaves the caller's
-// terminal session and becomes the client. Never returns.
+// Marks every descriptor above 2 close-on-exec, whoever opened it. Without
+// close_range (kernels before 5.11) the open ones are found in /proc/self/fd.
+void close_on_exec_above_std() {
+    if (close_range(3, ~0U, CLOSE_RANGE_CLOEXEC) == 0) return;
+    DIR* dir = opendir("/proc/self/fd");
+    if (dir == NULL) return;
+    while (struct dirent* entry = readdir(dir)) {
+        int fd = atoi(entry->d_name);
+        if (fd > 2 && fd != dirfd(dir)) fcntl(fd, F_SETFD, FD_CLOEXEC);
+    }
+    closedir(dir);
+}
+
+// The child: keeps descriptors 0, 1, 2 (the pipes) and nothing else, leaves
+// the caller's terminal session, gets the default SIGPIPE back (the tool
+// ignores it) and becomes the client. Never returns.
 void exec_child(fd_handle& stdin_def, fd_handle& stdout_def, fd_handle& stderr_def,
                 const char* filepath, const char* args, char** argv) {
     split_args(args, argv);
     close_fdhandle(stdout_def);
     close_fdhandle(stderr_def);
     close_fdhandle(stdin_def);
+    close_on_exec_above_std();
+    signal(SIGPIPE, SIG_DFL);
     setsid();  // no controlling terminal: the client must read its answers from the pipe
     execv(filepath, argv);
     free_args(argv);

@@ -58,12 +58,14 @@ protected:
     pid_t m_iProcessId;
     int m_nTimeout;
     std::string m_sPassword;
+    std::string m_sHost;
 
 private:
     int ReadRound(int& nAvailable, int& nAvailablePrev, time_t& tStartTime, SshCodes& retval);
     SshCodes CheckTimeout(time_t tStartTime, SshCodes retval);
     bool WriteAnswer();
     int ParsePassword(SshCodes& errcode);
+    int RefuseChangedHostKey(SshCodes& errcode);
     bool is_refused_password(const char* text) const;
     void TerminateClient();
     void CloseDescriptors();

@@ -13,13 +13,14 @@ extern const int STD_ERROR_HANDLE;   // 2
 
 // --- ssh_io: descriptor wrappers -------------------------------------------
 
-// dup(oldfd); -1 on failure.
+// A copy of oldfd on the lowest free number, close-on-exec; -1 on failure.
 fd_handle dup_fdhandle(fd_handle oldfd);
 // dup2(oldfd, newfd): newfd on success, -1 on failure.
 fd_handle dup2_std_fdhandle(fd_handle oldfd, int newfd);
 // Closes fd unless it is -1 and sets it to -1.
 void close_fdhandle(fd_handle& fd);
-// pipe(fds); -1 for a null array. fds[0] reads, fds[1] writes.
+// A pipe whose two ends are close-on-exec; -1 for a null array or on failure.
+// fds[0] reads, fds[1] writes. (dup2 onto 0, 1 or 2 gives a copy without the flag.)
 int create_pipe(fd_handle* fds);
 // Bytes waiting to be read; 0 when the query fails.
 int get_bytes_avail(fd_handle fd_r);
@@ -31,7 +32,8 @@ int write_fdhandle(fd_handle fd_w, const char* send);
 // --- ssh_process: the child client -------------------------------------------
 
 // Starts `filepath` with the words of `args` (split on single spaces) as its
-// argument vector and fd_in/fd_out/fd_err as its standard descriptors, then
+// argument vector and fd_in/fd_out/fd_err as its standard descriptors (the
+// client gets no other descriptor, and SIGPIPE at its default), then
 // restores the caller's own standard descriptors from the saved copies.
 // Returns the child's pid, 0 on failure.
 pid_t run_ssh_process(fd_handle& fd_in, fd_handle& fd_out, fd_handle& fd_err,
