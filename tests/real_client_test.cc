@@ -37,12 +37,11 @@ std::string Vm(const std::string& id, const std::string& name, const std::string
            refuse_suspend + "\nsuspend_seconds 0\n";
 }
 
-// The host part of the state file; `task_counter` counts the maintenance tasks run so far, from 1.
-std::string Host(const std::string& maintenance, int task_counter, const std::string& refuse = "no",
-                 const std::string& prompt = "busybox") {
-    return "hostname esx01\nprompt " + prompt + "\nmaintenance " + maintenance +
-           "\nrefuse_maintenance_while_running " + refuse + "\ntask_counter " +
-           std::to_string(task_counter) + "\n";
+// The host part of the state file; `task_counter` counts the maintenance tasks run so far, from 1. The
+// host refuses to enter maintenance while a VM runs, as a real one does.
+std::string Host(const std::string& maintenance, int task_counter, const std::string& prompt = "busybox") {
+    return "hostname esx01\nesxi_version 5.5\nprompt " + prompt + "\nmaintenance " + maintenance +
+           "\ntask_counter " + std::to_string(task_counter) + "\n";
 }
 
 // One row of the list file, as the tool writes it.
@@ -263,7 +262,7 @@ private:
 };
 
 TEST_F(RealClient, HostRefusingMaintenanceWhileAVmRunsIs13AndTheFileDoesNotAskForReboot) {
-    SetHost(Host("no", 1, "yes") + Vm("1", "web01", "on") + Vm("2", "backup", "off"));
+    SetHost(Host("no", 1) + Vm("1", "web01", "on") + Vm("2", "backup", "off"));
     ProgramResult r;
     {
         PowerOnWhenSuspended someone_else(StatePath(), "1", "2");
@@ -271,7 +270,7 @@ TEST_F(RealClient, HostRefusingMaintenanceWhileAVmRunsIs13AndTheFileDoesNotAskFo
         EXPECT_TRUE(someone_else.fired());
     }
     EXPECT_EQ(13, r.exit_status) << Explain(r);
-    EXPECT_EQ(Host("no", 1, "yes") + Vm("1", "web01", "suspended") + Vm("2", "backup", "on"), HostNow());
+    EXPECT_EQ(Host("no", 1) + Vm("1", "web01", "suspended") + Vm("2", "backup", "on"), HostNow());
     EXPECT_EQ(ListFile("false", "false",
                        Row("1", "web01", "Suspended", "to reboot") + Row("2", "backup", "Powered off")),
               ListNow());
@@ -279,17 +278,17 @@ TEST_F(RealClient, HostRefusingMaintenanceWhileAVmRunsIs13AndTheFileDoesNotAskFo
 
 // ESXi 6.0 and later prompt "[root@HOST:~] "; the tool only knows the "~ #" of 4.x and 5.x.
 TEST_F(RealClient, AccountCheckOnAHostWithTheBracketPromptIs0) {
-    SetHost(Host("no", 1, "no", "bracket"));
+    SetHost(Host("no", 1, "bracket"));
     ProgramResult r = Run("account_check");
     EXPECT_EQ(0, r.exit_status) << Explain(r);
     EXPECT_EQ(kBanner, r.out);
 }
 
 TEST_F(RealClient, CheckMaintenanceModeOnAHostWithTheBracketPromptStillReadsTheFlag) {
-    SetHost(Host("yes", 1, "no", "bracket"));
+    SetHost(Host("yes", 1, "bracket"));
     ProgramResult in = Run("check_maintenance_mode");
     EXPECT_EQ(0, in.exit_status) << Explain(in);
-    SetHost(Host("no", 1, "no", "bracket"));
+    SetHost(Host("no", 1, "bracket"));
     ProgramResult out = Run("check_maintenance_mode");
     EXPECT_EQ(13, out.exit_status) << Explain(out);
 }
@@ -297,12 +296,12 @@ TEST_F(RealClient, CheckMaintenanceModeOnAHostWithTheBracketPromptStillReadsTheF
 // The prompt line is listed as a VM, and the suspend reply never counts as finished: the VM is suspended
 // on the host, but the wait times out (at once with 0 minutes) and the list file does not mark it.
 TEST_F(RealClient, SuspendOnAHostWithTheBracketPromptTimesOutWith8AndLeavesTheVmUnmarked) {
-    SetHost(Host("no", 1, "no", "bracket") + Vm("1", "web01", "on"));
+    SetHost(Host("no", 1, "bracket") + Vm("1", "web01", "on"));
     ProgramResult r = Run("suspend_vms", {"-timeoutminutes", "0", "-D", "debug"});
     EXPECT_EQ(8, r.exit_status) << Explain(r);
     EXPECT_NE(std::string::npos, r.out.find("AddChild: add child server, id: [root@esx01:~], name: \n"));
     EXPECT_NE(std::string::npos, r.out.find("client canceled by timeout\n"));
-    EXPECT_EQ(Host("no", 1, "no", "bracket") + Vm("1", "web01", "suspended"), HostNow());
+    EXPECT_EQ(Host("no", 1, "bracket") + Vm("1", "web01", "suspended"), HostNow());
     EXPECT_EQ("<?xml version=\"1.0\"?>\n<esxiserver host=\"127.0.0.1\" maintenancemode=\"false\" "
               "reboot=\"false\"><vms><virtualmachineserver id=\"1\" name=\"web01\" status=\"Powered on\" "
               "timeout=\"0\"></virtualmachineserver><virtualmachineserver id=\"[root@esx01:~]\" "
