@@ -222,6 +222,7 @@ public:
 
 private:
     void CreateParserAndSession();
+    int ReadToPrompt(const char* op, const char* first, std::string& text);
     int ChangeMaintenance(const char* op, const Env::String& command, const char* sendText,
                           bool wanted);
 
