@@ -173,7 +173,7 @@ private:
 };
 
 TEST_F(RealClient, HostRefusingMaintenanceWhileAVmRunsIs13AndTheFileDoesNotAskForReboot) {
-    SetHost(Host("no", 1, "yes") + Vm("1", "web01", "on") + Vm("2", "backup", "off"));
+    SetHost(Host("no", 1) + Vm("1", "web01", "on") + Vm("2", "backup", "off"));
     ProgramResult r;
     {
         PowerOnWhenSuspended someone_else(StatePath(), "1", "2");
@@ -181,43 +181,48 @@ TEST_F(RealClient, HostRefusingMaintenanceWhileAVmRunsIs13AndTheFileDoesNotAskFo
         EXPECT_TRUE(someone_else.fired());
     }
     EXPECT_EQ(13, r.exit_status) << Explain(r);
-    EXPECT_EQ(Host("no", 1, "yes") + Vm("1", "web01", "suspended") + Vm("2", "backup", "on"), HostNow());
+    EXPECT_EQ(Host("no", 1) + Vm("1", "web01", "suspended") + Vm("2", "backup", "on"), HostNow());
     EXPECT_EQ(ListFile("false", "false",
                        Row("1", "web01", "Suspended", "to reboot") + Row("2", "backup", "Powered off")),
               ListNow());
 }
 
-// ESXi 6.0 and later prompt "[root@HOST:~] "; the tool only knows the "~ #" of 4.x and 5.x.
+// ESXi 6.0 and later prompt "[root@HOST:~] " where 4.x and 5.x prompt "~ # ".
 TEST_F(RealClient, AccountCheckOnAHostWithTheBracketPromptIs0) {
-    SetHost(Host("no", 1, "no", "bracket"));
+    SetHost(Host("no", 1, "bracket"));
     ProgramResult r = Run("account_check");
     EXPECT_EQ(0, r.exit_status) << Explain(r);
     EXPECT_EQ(kBanner, r.out);
 }
 
 TEST_F(RealClient, CheckMaintenanceModeOnAHostWithTheBracketPromptStillReadsTheFlag) {
-    SetHost(Host("yes", 1, "no", "bracket"));
+    SetHost(Host("yes", 1, "bracket"));
     ProgramResult in = Run("check_maintenance_mode");
     EXPECT_EQ(0, in.exit_status) << Explain(in);
-    SetHost(Host("no", 1, "no", "bracket"));
+    SetHost(Host("no", 1, "bracket"));
     ProgramResult out = Run("check_maintenance_mode");
     EXPECT_EQ(13, out.exit_status) << Explain(out);
 }
 
-// The prompt line is listed as a VM, and the suspend reply never counts as finished: the VM is suspended
-// on the host, but the wait times out (at once with 0 minutes) and the list file does not mark it.
-TEST_F(RealClient, SuspendOnAHostWithTheBracketPromptTimesOutWith8AndLeavesTheVmUnmarked) {
-    SetHost(Host("no", 1, "no", "bracket") + Vm("1", "web01", "on"));
-    ProgramResult r = Run("suspend_vms", {"-timeoutminutes", "0", "-D", "debug"});
-    EXPECT_EQ(8, r.exit_status) << Explain(r);
-    EXPECT_NE(std::string::npos, r.out.find("AddChild: add child server, id: [root@esx01:~], name: \n"));
-    EXPECT_NE(std::string::npos, r.out.find("client canceled by timeout\n"));
-    EXPECT_EQ(Host("no", 1, "no", "bracket") + Vm("1", "web01", "suspended"), HostNow());
-    EXPECT_EQ("<?xml version=\"1.0\"?>\n<esxiserver host=\"127.0.0.1\" maintenancemode=\"false\" "
-              "reboot=\"false\"><vms><virtualmachineserver id=\"1\" name=\"web01\" status=\"Powered on\" "
-              "timeout=\"0\"></virtualmachineserver><virtualmachineserver id=\"[root@esx01:~]\" "
-              "timeout=\"0\"></virtualmachineserver></vms></esxiserver>\n",
-              ListNow());
+// The prompt line is no VM and ends the suspend reply: the same host state and list file as on "~ # ".
+TEST_F(RealClient, SuspendOnAHostWithTheBracketPromptSuspendsMarksAndEntersMaintenance) {
+    SetHost(Host("no", 1, "bracket") + Vm("1", "web01", "on") + Vm("2", "backup", "off"));
+    ProgramResult r = Run("suspend_vms", {"-D", "debug"});
+    EXPECT_EQ(0, r.exit_status) << Explain(r);
+    EXPECT_EQ(std::string::npos, r.out.find("id: [root@esx01:~]"));
+    EXPECT_EQ(Host("yes", 2, "bracket") + Vm("1", "web01", "suspended") + Vm("2", "backup", "off"),
+              HostNow());
+    EXPECT_EQ(SuspendedList(), ListNow());
+}
+
+// A host name in the prompt that holds "true" or "false" is not the maintenance flag.
+TEST_F(RealClient, CheckMaintenanceModeOnAHostNamedTrueesx01ReadsTheFlagNotTheName) {
+    std::string out_of_maintenance = Host("no", 1, "bracket");
+    out_of_maintenance.replace(0, std::string("hostname esx01").size(), "hostname trueesx01");
+    SetHost(out_of_maintenance);
+    ProgramResult r = Run("check_maintenance_mode", {"-D", "debug"});
+    EXPECT_EQ(13, r.exit_status) << Explain(r);
+    EXPECT_NE(std::string::npos, r.out.find("[root@trueesx01:~]")) << r.out;
 }
 
 }  // namespace

@@ -231,6 +231,7 @@ public:
 private:
     void CreateParserAndSession();
     bool MarkedVmsHavePlainIds() const;
+    int ReadToPrompt(const char* op, const char* first, std::string& text);
     int ChangeMaintenance(const char* op, const Env::String& command, const char* sendText,
                           bool wanted);
 

@@ -2,9 +2,12 @@
 
 #include <string.h>
 
+#include <string>
+
 #include "SshCommand.h"
 #include "SshServer.h"
 #include "kel-tools-trace.h"
+#include "shell_prompt.h"
 #include "ssh_defines.h"
 
 namespace SshSrv {
@@ -12,7 +15,6 @@ namespace SshSrv {
 namespace {
 
 const char* const kErrorTexts[] = {"not found", "Invalid command", "syntax error:"};
-const char* const kPrompt = "~ #";
 
 const char* const kCommandFailed = "ESXi vim-cmd command failed\n";
 const char* const kResponseError = "response contains error\n";
@@ -25,13 +27,14 @@ const char* const kHasErrorCatched = "ESXiCliParser::HasError error catched\n";
 const char* const kShowCommandsCatched = "ESXiCliParser::ParseShowCommands error catched\n";
 const char* const kGetAllVmsCatched = "ESXiCliParser::ParseGetAllVmsLine error catched\n";
 const char* const kGetVmStatusCatched = "ESXiCliParser::ParseGetVmStatus error catched\n";
+const char* const kGetMaintenanceCatched = "ESXiCliParser::ParseGetMaintenance error catched\n";
 
 bool contains(const char* text, const char* needle) { return strstr(text, needle) != NULL; }
 
 // One rule for the three power commands: the prompt means done, the progress
 // marker alone means the command still runs.
 int parse_power_reply(const char* response, const char* marker) {
-    if (contains(response, kPrompt)) return SSH_SUCCESS;
+    if (has_shell_prompt(response)) return SSH_SUCCESS;
     if (contains(response, marker)) return SSH_PARSER_IN_PROGRESS;
     return SSH_CLI_CMD_FAILED_ERR;
 }
@@ -67,7 +70,7 @@ bool ESXiCliParser::HasError(const char* response) const {
 }
 
 int ESXiCliParser::ParseLine(const char* line) {
-    if (contains(line, kPrompt)) return SSH_SUCCESS;
+    if (is_prompt_line(line)) return SSH_SUCCESS;
     KelTrace(TRACE_DEBUG, "ParseLine", kParseLine, line);
     if (m_iCommand == ESXiCommand::ESX_CMD_GET_ALLVMS) {
         ParseGetAllVmsLine(line);
@@ -104,11 +107,20 @@ int ESXiCliParser::ParsePowerOffVm(const char* response) {
     return parse_power_reply(response, "Powering off VM:");
 }
 
+// The flag is read from the reply's own lines: a host name in a bracket prompt
+// ("[root@trueesx01:~] ") says nothing about maintenance.
 int ESXiCliParser::ParseGetMaintenance(const char* response) {
-    if (!contains(response, "inMaintenanceMode")) return SSH_CLI_CMD_FAILED_ERR;
-    if (contains(response, "true")) return SSH_SUCCESS;
-    if (contains(response, "false")) return SSH_VERIFY_ERR;
-    return SSH_CLI_CMD_FAILED_ERR;
+    try {
+        std::string reply = without_bracket_prompts(response);
+        const char* text = reply.c_str();
+        if (!contains(text, "inMaintenanceMode")) return SSH_CLI_CMD_FAILED_ERR;
+        if (contains(text, "true")) return SSH_SUCCESS;
+        if (contains(text, "false")) return SSH_VERIFY_ERR;
+        return SSH_CLI_CMD_FAILED_ERR;
+    } catch (...) {
+        KelTrace(TRACE_ERROR, "ParseGetMaintenance", kGetMaintenanceCatched);
+        return SSH_INTERNAL_ERR;
+    }
 }
 
 // A row of the VM table: the id and the first word of the name.

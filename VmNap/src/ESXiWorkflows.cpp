@@ -1,7 +1,10 @@
 // The host operations behind the modes: listing, maintenance mode, and the
 // suspend and reboot workflows.
+#include <string>
+
 #include "CliParser.h"
 #include "OperationTrace.h"
+#include "ReplyJoiner.h"
 #include "SshCommand.h"
 #include "SshServer.h"
 #include "SshSession.h"
@@ -12,6 +15,7 @@ namespace SshSrv {
 namespace {
 
 const char* const kGetAllVmsStart = "get all virtual machines\n";
+const char* const kReplyContinues = "the reply goes on without the prompt, reading on\n";
 const char* const kSuspendDone = "suspend finished successfully\n";
 const char* const kRebootDone = "reboot finished successfully\n";
 
@@ -61,13 +65,33 @@ int ESXiServer::GetAllVms() {
         int rc = SendAndReceive(op, GET_ESXI_COMMAND(ESX_CMD_GET_ALLVMS), kGetAllVmsSendCall,
                                 &pResponse);
         if (rc != SSH_SUCCESS) return rc;
-        rc = m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_GET_ALLVMS, this);
+        std::string table;
+        rc = ReadToPrompt(op, pResponse, table);
+        if (rc != SSH_SUCCESS) return rc;
+        rc = m_pParser->Parse(table.c_str(), ESXiCommand::ESX_CMD_GET_ALLVMS, this);
         if (rc != SSH_SUCCESS) return StepFailed(op, kGetAllVmsParseCall, rc);
         return SSH_SUCCESS;
     } catch (...) {
         KelTrace(TRACE_ERROR, op, kGetAllVmsCatched);
         return SSH_INTERNAL_ERR;
     }
+}
+
+// A long table comes in several pieces: reads on until the prompt is back and
+// joins them. A reply that already ends with the prompt is taken as it is.
+int ESXiServer::ReadToPrompt(const char* op, const char* first, std::string& text) {
+    ReplyJoiner joiner;
+    joiner.Add(first, m_pSshSession->LineEndCutBefore(), m_pSshSession->LineEndCutAfter());
+    while (!joiner.Complete()) {
+        KelTrace(TRACE_DEBUG, op, kReplyContinues);
+        char* pResponse = NULL;
+        int rc = m_pSshSession->GetResponse(&pResponse);
+        if (rc != SSH_SUCCESS) return StepFailed(op, kGetResponseCall, rc);
+        joiner.Add(pResponse, m_pSshSession->LineEndCutBefore(),
+                   m_pSshSession->LineEndCutAfter());
+    }
+    text = joiner.Text();
+    return SSH_SUCCESS;
 }
 
 int ESXiServer::GetMaintenance() {

@@ -9,30 +9,12 @@
 #include "SshCommand.h"
 #include "SshServer.h"
 #include "kel-tools-trace.h"
+#include "recording_server.h"
 #include "ssh_defines.h"
 
 namespace {
 
 using SshSrv::ESXiCommand;
-
-// Records what the parser writes into its owner.
-class RecordingServer : public SshSrv::SshServer {
-public:
-    std::vector<std::pair<std::string, std::string>> children;
-    int AddChild(const Env::String& id, const Env::String& name) override {
-        children.emplace_back(id, name);
-        return SSH_SUCCESS;
-    }
-};
-
-typedef std::vector<std::pair<std::string, std::string>> Children;
-
-std::string StdoutOf(void (*body)()) {
-    testing::internal::CaptureStdout();
-    body();
-    fflush(stdout);
-    return testing::internal::GetCapturedStdout();
-}
 
 // A getallvms reply as the session hands it over: echo cut, CR LF, prompt.
 const char kTwoVms[] =

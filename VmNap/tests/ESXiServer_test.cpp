@@ -9,6 +9,7 @@
 #include "SshSession.h"
 #include "esxi_script.h"
 #include "fake_plink_dir.h"
+#include "host_fixture.h"
 #include "kel-tools-trace.h"
 #include "ssh_defines.h"
 
@@ -35,38 +36,6 @@ const char kNoVms[] = "Vmid   Name   File   Guest OS   Version   Annotation\n";
 EsxiScript LoggedIn(bool maintenance) {
     return EsxiScript::LoggedIn("root", "secret", maintenance);
 }
-
-// A host object started against the scripted client in a temp directory.
-class HostTest : public testing::Test {
-protected:
-    void Start(const EsxiScript& script) {
-        kel_set_trace(TRACE_MODE_DEBUG);
-        dir_.WriteScript(script.lines());
-        dir_.Enter();
-        host_.reset(new ESXiServer("host", "root", "secret"));
-        ASSERT_EQ(SSH_SUCCESS, host_->Init());
-        testing::internal::CaptureStdout();
-    }
-    // Ends the client, as destroying the host would, and returns what it received.
-    std::string Finish() {
-        fflush(stdout);
-        trace_ = testing::internal::GetCapturedStdout();
-        host_->GetSession()->CloseSession();
-        dir_.Leave();
-        return dir_.Received();
-    }
-    VirtualMachineServer* Vm(int index) {
-        int i = 0;
-        for (Env::XmlObject* item : host_->GetVMs())
-            if (i++ == index) return static_cast<VirtualMachineServer*>(item);
-        return nullptr;
-    }
-    bool Traced(const std::string& text) const { return trace_.find(text) != std::string::npos; }
-
-    FakePlinkDir dir_;
-    std::unique_ptr<ESXiServer> host_;
-    std::string trace_;
-};
 
 TEST_F(HostTest, LoginReadsTheMaintenanceState) {
     Start(LoggedIn(true).Wait());

@@ -13,11 +13,9 @@ std::string Vm(const std::string& id, const std::string& name, const std::string
            refuse_suspend + "\nsuspend_seconds " + std::to_string(suspend_seconds) + "\n";
 }
 
-std::string Host(const std::string& maintenance, int task_counter, const std::string& refuse,
-                 const std::string& prompt) {
-    return "hostname esx01\nprompt " + prompt + "\nmaintenance " + maintenance +
-           "\nrefuse_maintenance_while_running " + refuse + "\ntask_counter " +
-           std::to_string(task_counter) + "\n";
+std::string Host(const std::string& maintenance, int task_counter, const std::string& prompt) {
+    return "hostname esx01\nesxi_version 5.5\nprompt " + prompt + "\nmaintenance " + maintenance +
+           "\ntask_counter " + std::to_string(task_counter) + "\n";
 }
 
 std::string Row(const std::string& id, const std::string& name, const std::string& status,

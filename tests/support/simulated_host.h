@@ -11,9 +11,9 @@ namespace simulated {
 std::string Vm(const std::string& id, const std::string& name, const std::string& power,
                const std::string& refuse_suspend = "no", int suspend_seconds = 0);
 
-// The host part of the state file; `task_counter` counts the maintenance tasks run so far, from 1.
-std::string Host(const std::string& maintenance, int task_counter, const std::string& refuse = "no",
-                 const std::string& prompt = "busybox");
+// The host part of the state file of an ESXi 5.5 host; `task_counter` counts the maintenance tasks run so
+// far, from 1. The host refuses to enter maintenance while a VM runs, as a real one does.
+std::string Host(const std::string& maintenance, int task_counter, const std::string& prompt = "busybox");
 
 // One row of the list file, as the tool writes it.
 std::string Row(const std::string& id, const std::string& name, const std::string& status,

@@ -54,7 +54,11 @@ void BreakBefore(const std::string& marker, const std::string& line_break, std::
 
 }  // namespace
 
-std::string DemoHostState() { return kHostState; }
+std::string DemoHostState(const std::string& version) {
+    std::string text = kHostState;
+    if (!version.empty()) text.insert(text.find('\n') + 1, "esxi_version " + version + "\n");
+    return text;
+}
 
 std::string HostSummary(const std::string& state_path) {
     esxisim::HostState host;
@@ -63,11 +67,11 @@ std::string HostSummary(const std::string& state_path) {
     return std::string("maintenance mode: ") + (host.in_maintenance ? "yes" : "no") + "\n" + PowerLines(host);
 }
 
-bool HostIsBackToStart(const std::string& state_path) {
+bool HostIsBackToStart(const std::string& state_path, const std::string& version) {
     esxisim::HostState now, start;
     std::string error;
     bool read = esxisim::StateStore(state_path).Read(&now, &error) &&
-                esxisim::ParseState(kHostState, &start, &error);
+                esxisim::ParseState(DemoHostState(version), &start, &error);
     return read && !now.in_maintenance && PowerLines(now) == PowerLines(start);
 }
 

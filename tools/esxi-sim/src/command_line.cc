@@ -12,6 +12,7 @@ namespace {
 
 const char kNotFound[] = "-sh: %s: not found\n";
 const int kNotFoundStatus = 127;
+const char kVmwareUsage[] = "usage: vmware -v\n";
 
 int NotFound(const std::string& name, std::ostream& out) {
     std::string text = kNotFound;
@@ -34,11 +35,25 @@ int Hostname(const StateStore& store, std::ostream& out) {
     return 0;
 }
 
+// "vmware -v": the product and build of the host's version profile.
+int Vmware(const std::vector<std::string>& args, const StateStore& store, std::ostream& out) {
+    if (args.size() != 1 || args[0] != "-v") {
+        out << kVmwareUsage;
+        return 1;
+    }
+    HostState host;
+    std::string error;
+    if (!store.Read(&host, &error)) return ReportStateError(error);
+    out << VersionLine(*host.profile) << "\n";
+    return 0;
+}
+
 int RunCommand(const std::vector<std::string>& words, const StateStore& store, std::ostream& out) {
     if (words.empty()) return 0;
     std::vector<std::string> args(words.begin() + 1, words.end());
     if (words[0] == "vim-cmd") return RunVimCmd(args, store, out);
     if (words[0] == "hostname") return Hostname(store, out);
+    if (words[0] == "vmware") return Vmware(args, store, out);
     return NotFound(words[0], out);
 }
 

@@ -14,7 +14,7 @@ namespace esxisim {
 std::vector<std::string> SplitWords(const std::string& text);
 
 // Runs `line` and prints its output; returns the exit status of the last stage. Known commands:
-// vim-cmd, hostname, and grep [-i] PATTERN after a "|". Anything else prints "-sh: NAME: not found".
+// vim-cmd, hostname, vmware -v, and grep [-i] PATTERN after a "|". Anything else prints "-sh: NAME: not found".
 int RunCommandLine(const std::string& line, const StateStore& store, std::ostream& out);
 
 }  // namespace esxisim

@@ -33,7 +33,7 @@ const char kSummaryHead[] =
     "      powerState = \"poweredOn\",\n"
     "      standbyMode = \"none\",\n";
 const char kSummaryMaintenance[] = "      inMaintenanceMode = ";
-const char kSummaryTail[] =
+const char kSummaryConfig[] =
     "      bootTime = \"2014-06-07T08:12:31.123Z\",\n"
     "   },\n"
     "   config = (vim.host.Summary.ConfigSummary) {\n"
@@ -42,11 +42,8 @@ const char kSummaryTail[] =
     "      port = 443,\n"
     "      product = (vim.AboutInfo) {\n"
     "         dynamicType = <unset>,\n"
-    "         name = \"VMware ESXi\",\n"
-    "         fullName = \"VMware ESXi 5.5.0 build-1623387\",\n"
-    "         vendor = \"VMware, Inc.\",\n"
-    "         version = \"5.5.0\",\n"
-    "         build = \"1623387\",\n"
+    "         name = \"VMware ESXi\",\n";
+const char kSummaryTail[] =
     "         apiType = \"HostAgent\",\n"
     "      },\n"
     "      vmotionEnabled = false,\n"
@@ -62,7 +59,7 @@ std::string TaskReference(const char* prefix, long number) {
 
 std::string Enter(HostState* host) {
     if (host->in_maintenance) return InvalidStateFault();
-    if (host->refuse_maintenance_while_running && host->AnyVmPoweredOn()) return InvalidStateFault();
+    if (host->AnyVmPoweredOn()) return InvalidStateFault();
     host->in_maintenance = true;
     return TaskReference(kEnterTask, host->task_counter++);
 }
@@ -94,8 +91,11 @@ int Maintenance(bool enter, const StateStore& store, std::ostream& out) {
 }  // namespace
 
 std::string FormatHostSummary(const HostState& host) {
+    const VersionProfile& profile = *host.profile;
     return std::string(kSummaryHead) + kSummaryMaintenance + (host.in_maintenance ? "true" : "false") + ",\n" +
-           kSummaryTail;
+           kSummaryConfig + "         fullName = \"" + VersionLine(profile) + "\",\n" +
+           "         vendor = \"VMware, Inc.\",\n" + "         version = \"" + profile.product_version + "\",\n" +
+           "         build = \"" + profile.build + "\",\n" + kSummaryTail;
 }
 
 bool RunHostCommand(const std::string& name, const StateStore& store, std::ostream& out, int* status) {

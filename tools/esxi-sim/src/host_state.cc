@@ -30,7 +30,8 @@ const char* PowerStateText(PowerState state) {
 }
 
 std::string PromptText(const HostState& host) {
-    if (host.prompt == PromptStyle::kBracket) return "[root@" + host.hostname + ":~] ";
+    PromptStyle style = host.prompt == PromptStyle::kVersion ? host.profile->prompt : host.prompt;
+    if (style == PromptStyle::kBracket) return "[root@" + host.hostname + ":~] ";
     return "~ # ";
 }
 

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "version_profile.h"
+
 namespace esxisim {
 
 enum class PowerState { kOn, kOff, kSuspended };
@@ -21,13 +23,11 @@ struct VmState {
     int suspend_seconds = 0;       // delay between "Suspending VM:" and the prompt
 };
 
-enum class PromptStyle { kBusybox, kBracket };  // "~ # " (4.x/5.x) or "[root@host:~] " (6.0+)
-
 struct HostState {
     std::string hostname = "localhost";
-    PromptStyle prompt = PromptStyle::kBusybox;
-    bool in_maintenance = false;
-    bool refuse_maintenance_while_running = false;
+    const VersionProfile* profile = &DefaultProfile();  // the ESXi version the host plays
+    PromptStyle prompt = PromptStyle::kVersion;          // kVersion: the profile's prompt
+    bool in_maintenance = false;                         // entered only while no VM is powered on
     long task_counter = 1;         // numbers the maintenance task references
     std::vector<VmState> vms;
 
@@ -39,7 +39,7 @@ struct HostState {
 // Text of a power state as printed by power.getstate: "Powered on", "Powered off", "Suspended".
 const char* PowerStateText(PowerState state);
 
-// The prompt the host's shell prints.
+// The prompt the host's shell prints: the profile's, unless the state file chose one.
 std::string PromptText(const HostState& host);
 
 }  // namespace esxisim

@@ -1,6 +1,7 @@
-// esxi-sim: a simulated VMware ESXi 5.x host shell, for use as the login shell of a test account.
+// esxi-sim: a simulated VMware ESXi host shell, for use as the login shell of a test account. The state
+// file says which ESXi version it plays (5.5 unless it says otherwise).
 //
-//   esxi-sim [--state FILE]              interactive shell (banner, "~ # " prompt)
+//   esxi-sim [--state FILE]              interactive shell (the version's banner and prompt)
 //   esxi-sim [--state FILE] -c COMMAND   runs one command line, as sshd does for exec requests
 #include <iostream>
 #include <string>

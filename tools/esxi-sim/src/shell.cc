@@ -7,23 +7,16 @@
 
 namespace esxisim {
 
-const char kLoginBanner[] =
-    "The time and date of this login have been sent to the system logs.\n"
-    "\n"
-    "VMware offers supported, powerful system administration tools.  Please\n"
-    "see www.vmware.com/go/sysadmintools for details.\n"
-    "\n"
-    "The ESXi Shell can be disabled by an administrative user. See the\n"
-    "vSphere Security documentation for more information.\n";
-
 namespace {
 
-void Prompt(const StateStore& store, std::ostream& out) {
+HostState ReadHost(const StateStore& store) {
     HostState host;
     std::string error;
     if (!store.Read(&host, &error)) ReportStateError(error);
-    out << PromptText(host) << std::flush;
+    return host;
 }
+
+void Prompt(const StateStore& store, std::ostream& out) { out << PromptText(ReadHost(store)) << std::flush; }
 
 bool IsExit(const std::string& line) {
     std::vector<std::string> words = SplitWords(line);
@@ -33,7 +26,7 @@ bool IsExit(const std::string& line) {
 }  // namespace
 
 int RunInteractiveShell(const StateStore& store, std::istream& in, std::ostream& out) {
-    out << kLoginBanner;
+    out << ReadHost(store).profile->banner;
     Prompt(store, out);
     int status = 0;
     for (std::string line; std::getline(in, line);) {

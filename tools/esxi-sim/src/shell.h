@@ -9,12 +9,9 @@
 
 namespace esxisim {
 
-// Prints the banner and the prompt, then runs each line read from `in` until "exit" or the end of the input.
+// Prints the banner and the prompt of the host's version profile, then runs each line read from `in` until "exit" or the end of the input.
 // Writes plain "\n" line ends and never echoes input: under sshd the pseudo-terminal does both.
 int RunInteractiveShell(const StateStore& store, std::istream& in, std::ostream& out);
-
-// The message ESXi shows after an SSH login.
-extern const char kLoginBanner[];
 
 }  // namespace esxisim
 

@@ -40,6 +40,8 @@ const char* PowerWord(PowerState state) {
     return "";
 }
 
+const char* PromptWord(PromptStyle style) { return style == PromptStyle::kBracket ? "bracket" : "busybox"; }
+
 bool ParsePrompt(const std::string& value, PromptStyle* out) {
     if (value == "busybox") *out = PromptStyle::kBusybox;
     else if (value == "bracket") *out = PromptStyle::kBracket;
@@ -47,13 +49,22 @@ bool ParsePrompt(const std::string& value, PromptStyle* out) {
     return true;
 }
 
+bool ParseProfile(const std::string& value, const VersionProfile** out) {
+    *out = FindProfile(value);
+    return *out != nullptr;
+}
+
+// Hosts refuse maintenance while a VM runs, always; older state files still say so with this switch.
+bool AcceptRefusalSwitch(const std::string& value) { return value == kYes; }
+
 bool ApplyHostKey(const std::string& key, const std::string& value, HostState* host, bool* ok) {
     if (key == "hostname") {
         *ok = !value.empty();
         host->hostname = value;
-    } else if (key == "prompt") *ok = ParsePrompt(value, &host->prompt);
+    } else if (key == "esxi_version") *ok = ParseProfile(value, &host->profile);
+    else if (key == "prompt") *ok = ParsePrompt(value, &host->prompt);
     else if (key == "maintenance") *ok = ParseBool(value, &host->in_maintenance);
-    else if (key == "refuse_maintenance_while_running") *ok = ParseBool(value, &host->refuse_maintenance_while_running);
+    else if (key == "refuse_maintenance_while_running") *ok = AcceptRefusalSwitch(value);
     else if (key == "task_counter") *ok = ParseNumber(value, &host->task_counter);
     else return false;
     return true;
@@ -165,9 +176,9 @@ bool ParseState(const std::string& text, HostState* host, std::string* error) {
 std::string FormatState(const HostState& host) {
     std::ostringstream out;
     out << "hostname " << host.hostname << "\n"
-        << "prompt " << (host.prompt == PromptStyle::kBracket ? "bracket" : "busybox") << "\n"
-        << "maintenance " << (host.in_maintenance ? kYes : kNo) << "\n"
-        << "refuse_maintenance_while_running " << (host.refuse_maintenance_while_running ? kYes : kNo) << "\n"
+        << "esxi_version " << host.profile->version << "\n";
+    if (host.prompt != PromptStyle::kVersion) out << "prompt " << PromptWord(host.prompt) << "\n";
+    out << "maintenance " << (host.in_maintenance ? kYes : kNo) << "\n"
         << "task_counter " << host.task_counter << "\n";
     for (const VmState& vm : host.vms) FormatVm(vm, out);
     return out.str();

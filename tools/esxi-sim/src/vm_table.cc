@@ -37,12 +37,13 @@ std::string Join(const Row& row, const std::array<size_t, kColumns>& widths, boo
 
 }  // namespace
 
-std::string FormatVmTable(const std::vector<VmState>& vms) {
+std::string FormatVmTable(const std::vector<VmState>& vms, size_t annotation_width) {
     std::vector<Row> rows;
     for (const VmState& vm : vms) rows.push_back(Cells(vm));
     std::sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a[0] < b[0]; });
     std::array<size_t, kColumns> widths;
     for (size_t i = 0; i < kColumns; ++i) widths[i] = kTitles[i].size();
+    widths[kColumns - 1] = std::max(widths[kColumns - 1], annotation_width);
     for (const Row& row : rows) {
         for (size_t i = 0; i < kColumns; ++i) widths[i] = std::max(widths[i], row[i].size());
     }

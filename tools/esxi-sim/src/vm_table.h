@@ -12,7 +12,8 @@ namespace esxisim {
 // Columns Vmid, Name, File, Guest OS, Version, Annotation, each as wide as its widest entry (title
 // included) and joined by three blanks. Titles are centred, values left-justified and padded (the
 // annotation too); rows are sorted by id as strings; annotations are printed raw, line feeds included.
-std::string FormatVmTable(const std::vector<VmState>& vms);
+// The Annotation column is at least `annotation_width` wide (hosts of 7.0 and later: see profiles/).
+std::string FormatVmTable(const std::vector<VmState>& vms, size_t annotation_width = 0);
 
 }  // namespace esxisim
 

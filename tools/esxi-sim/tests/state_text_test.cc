@@ -35,7 +35,7 @@ TEST(StateTextTest, ReadsHostKeysAndMachines) {
     EXPECT_EQ("esx01", host.hostname);
     EXPECT_EQ(PromptStyle::kBracket, host.prompt);
     EXPECT_TRUE(host.in_maintenance);
-    EXPECT_TRUE(host.refuse_maintenance_while_running);
+    EXPECT_STREQ("5.5", host.profile->version);
     EXPECT_EQ(213709113, host.task_counter);
     ASSERT_EQ(2u, host.vms.size());
     const VmState& vm = host.vms[0];
@@ -56,7 +56,8 @@ TEST(StateTextTest, MissingKeysKeepDefaults) {
     std::string error;
     ASSERT_TRUE(ParseState("vm 1\n", &host, &error)) << error;
     EXPECT_EQ("localhost", host.hostname);
-    EXPECT_EQ(PromptStyle::kBusybox, host.prompt);
+    EXPECT_EQ(PromptStyle::kVersion, host.prompt);
+    EXPECT_EQ("~ # ", PromptText(host));
     EXPECT_FALSE(host.in_maintenance);
     EXPECT_EQ(PowerState::kOff, host.vms[0].power);
     EXPECT_FALSE(host.vms[0].refuse_suspend);
@@ -99,6 +100,8 @@ const BadText kBadTexts[] = {
     {"vm 1\nsuspend_seconds -1\n", "line 2: bad value for suspend_seconds"},
     {"prompt fancy\n", "line 1: bad value for prompt"},
     {"task_counter many\n", "line 1: bad value for task_counter"},
+    {"esxi_version 9.9\n", "line 1: bad value for esxi_version"},
+    {"refuse_maintenance_while_running no\n", "line 1: bad value for refuse_maintenance_while_running"},
 };
 
 TEST(StateTextTest, BadLineIsRefusedWithItsNumberAndReason) {

@@ -68,7 +68,9 @@ SshSession::SshSession()
       stderr_def(-1),
       m_state(EXEC_INIT),
       m_iProcessId(0),
-      m_nTimeout(kDefaultTimeout) {
+      m_nTimeout(kDefaultTimeout),
+      m_bLineEndCutBefore(false),
+      m_bLineEndCutAfter(false) {
     m_szPath[0] = '\0';
     m_szArgs[0] = '\0';
     m_response[0] = '\0';
@@ -196,6 +198,7 @@ SshCodes SshSession::GetData() {
         int nAvailable = 0;
         int nAvailablePrev = 0;
         time_t tStartTime = time(NULL);
+        m_bLineEndCutBefore = m_bLineEndCutAfter = false;
         while (wait_process(m_iProcessId) == 0 &&
                !(difftime(time(NULL), tStartTime) > m_nTimeout)) {
             if (ReadRound(nAvailable, nAvailablePrev, tStartTime, retval) == 0) break;
@@ -247,16 +250,23 @@ void SshSession::NormalizeResponse() {
             src = echo + strlen(m_command);
             while (*src == '\r' || *src == '\n') ++src;
         }
+        if (src > m_response && (src[-1] == '\r' || src[-1] == '\n')) m_bLineEndCutBefore = true;
         char* dst = m_response;
+        bool endCut = false;
         while (*src != '\0') {
             if (*src == '\r' && src[1] != '\n') {
                 ++src;
-                if (*src == '\0') break;
+                endCut = *src == '\0';
+                if (endCut) break;
             }
             *dst++ = *src++;
         }
         *dst = '\0';
+        size_t kept = strlen(m_response);
         str_remove_ending(m_response);
+        m_bLineEndCutAfter = endCut || strlen(m_response) < kept;
+        // A piece of nothing but line ends still parts what comes before and after it.
+        if (m_response[0] == '\0' && m_bLineEndCutAfter) m_bLineEndCutBefore = true;
         trace_recv(m_response);
     } catch (...) {
         kel_trace(TRACE_ERROR, kErrNormalize);

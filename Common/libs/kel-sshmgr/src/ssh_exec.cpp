@@ -5,6 +5,7 @@
 
 #include "client_conversation.h"
 #include "kel-tools-trace.h"
+#include "shell_prompt.h"
 
 namespace {
 
@@ -80,7 +81,7 @@ int create_pipes(fd_handle& stdin_def, fd_handle& stdout_def, fd_handle& stderr_
 }
 
 bool isVerboseInformation(const char* recv) {
-    if (recv == NULL || contains_any(recv, kShellPrompts)) return false;
+    if (recv == NULL || contains_any(recv, kShellPrompts) || has_shell_prompt(recv)) return false;
     return contains_any(recv, kClientProgress);
 }
 

@@ -6,6 +6,7 @@
 
 #include "client_conversation.h"
 #include "kel-tools-trace.h"
+#include "shell_prompt.h"
 #include "ssh_exec.h"
 
 namespace {
@@ -73,6 +74,23 @@ const char* skip_line_ends(const char* p) {
     return p;
 }
 
+// Ends the text before its first prompt: at the first '$' or '#' and back to a
+// line end, or else at the first line that is a bracket prompt.
+void cut_at_prompt(char* text) {
+    char* prompt = strpbrk(text, "$#");
+    if (prompt != NULL) {
+        *prompt = '\0';
+        cut_to_line_end(text);
+        return;
+    }
+    for (char* line = text; line != NULL; line = strchr(line, '\n')) {
+        if (*line == '\n') ++line;
+        if (!is_bracket_prompt_line(line)) continue;
+        *line = '\0';
+        return;
+    }
+}
+
 }  // namespace
 
 int def_parser(const char* recv, char* sent, int max_sent, exec_context* cntx) {
@@ -89,7 +107,8 @@ int def_parser(const char* recv, char* sent, int max_sent, exec_context* cntx) {
     }
     if (has(recv, "password:") && !has(recv, "weak admin's password:"))
         return answer_password(sent, max_sent, cntx);
-    if (has(recv, "$") || has(recv, "#")) return answer_prompt(sent, max_sent, cntx);
+    if (has(recv, "$") || has(recv, "#") || has_shell_prompt(recv))
+        return answer_prompt(sent, max_sent, cntx);
     if (is_logout(recv)) {
         cntx->state = EXEC_QUIT;
         return 1;
@@ -102,11 +121,7 @@ void extract_response(char* recv, char* cmd, char* response, int size) {
     const char* start = strstr(recv, cmd);
     start = start != NULL ? skip_line_ends(start + strlen(cmd)) : recv;
     snprintf(response, size, "%s", start);
-    char* prompt = strpbrk(response, "$#");
-    if (prompt != NULL) {
-        *prompt = '\0';
-        cut_to_line_end(response);
-    }
+    cut_at_prompt(response);
     str_remove_ending(response);
 }
 

@@ -25,6 +25,11 @@ public:
     SshCodes SendCommand(const std::string& sCommand);
     // *ppResponse points at the session's buffer, valid until the next read.
     SshCodes GetResponse(char** ppResponse);
+    // Whether a line end was dropped right before the first or right after the
+    // last character of the last response (a piece of a longer output starts or
+    // ends at a line end). Whoever joins pieces puts one back there.
+    bool LineEndCutBefore() const { return m_bLineEndCutBefore; }
+    bool LineEndCutAfter() const { return m_bLineEndCutAfter; }
     void CloseSession();
 
     SshState GetState() const { return m_state; }
@@ -59,6 +64,8 @@ protected:
     int m_nTimeout;
     std::string m_sPassword;
     std::string m_sHost;
+    bool m_bLineEndCutBefore;
+    bool m_bLineEndCutAfter;
 
 private:
     int ReadRound(int& nAvailable, int& nAvailablePrev, time_t& tStartTime, SshCodes& retval);

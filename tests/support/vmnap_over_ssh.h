@@ -1,0 +1,56 @@
+// VmNap run against a shell behind a real sshd (usually the simulated ESXi host), through the real plink:
+// starts the server in a private network namespace, gives VmNap a working directory holding
+// ./plink -> /usr/bin/plink, and runs it there inside the namespace without a controlling terminal.
+//
+//   VmNapOverSsh remote(VMNAP_EXE);
+//   ASSERT_TRUE(remote.Start(ESXI_SIM_PATH)) << remote.error();
+//   // write remote.StatePath(), then
+//   ProgramResult r = remote.Run("suspend_vms");
+//   EXPECT_EQ(0, r.exit_status) << remote.Explain(r);
+#ifndef VMNAP_TEST_SUPPORT_VMNAP_OVER_SSH_H
+#define VMNAP_TEST_SUPPORT_VMNAP_OVER_SSH_H
+
+#include <string>
+#include <vector>
+
+#include "run_program.h"
+#include "sshd_fixture.h"
+#include "temp_dir.h"
+
+class VmNapOverSsh {
+public:
+    explicit VmNapOverSsh(std::string vmnap_exe) : vmnap_exe_(std::move(vmnap_exe)) {}
+
+    // Starts sshd with `shell_program` as the account's login shell and links ./plink; false and error().
+    bool Start(const std::string& shell_program);
+    const std::string& error() const { return error_; }
+
+    // Runs "VmNap -host HOST -usr USER -pwd PASSWORD -mode MODE EXTRA..." (the account's password unless
+    // `password` is given); time stamps normalised, the run's length in last_seconds().
+    ProgramResult Run(const std::string& mode, const std::vector<std::string>& extra = {},
+                      const std::string& password = "");
+
+    // The state file of the simulated host installed as the login shell.
+    std::string StatePath() const { return sshd_.shell_dir() + "/esxi-sim.state"; }
+    // The list file in the working directory.
+    std::string ListNow(const std::string& name = "esxi_vms.xml") const { return work_.Read(name); }
+    // The run's length, its output, sshd's log and the host's state file, for failure messages.
+    std::string Explain(const ProgramResult& result) const;
+
+    void set_host(const std::string& host) { host_ = host; }
+    void set_timeout_seconds(int seconds) { timeout_seconds_ = seconds; }
+    int last_seconds() const { return last_seconds_; }
+    const SshdFixture& sshd() const { return sshd_; }
+    const TempDir& work() const { return work_; }
+
+private:
+    std::string vmnap_exe_;
+    SshdFixture sshd_;
+    TempDir work_;
+    std::string error_;
+    std::string host_ = "127.0.0.1";
+    int timeout_seconds_ = 55;
+    int last_seconds_ = 0;
+};
+
+#endif

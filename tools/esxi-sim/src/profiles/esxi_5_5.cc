@@ -1,0 +1,29 @@
+// ESXi 5.5 Update 1, the hosts VmNap was first written for.
+//
+// Sources:
+// - prompt "~ # ", the "vim-cmd vmsvc/getallvms" layout (rows ending in 14 blanks) and the build
+//   "VMware ESXi 5.5.0 build-1623387": elatov/elatov.github.io,
+//   _posts/2014-06-07-esxi-patch-for-heartbleed.md;
+// - banner: see banners.cc;
+// - guests and hardware versions: the same post (rhel6_64Guest, windows7Server64Guest, vmx-08),
+//   lrivallain/vuptime (otherLinuxGuest, vmx-10), a 5.x fixture of dropje86/esxpy (debian6_64Guest).
+#include "profiles/profiles.h"
+
+namespace esxisim {
+
+const VersionProfile kEsxi55 = {
+    "5.5",
+    PromptStyle::kBusybox,
+    kClassicBanner,
+    "5.5.0",
+    "1623387",
+    0,
+    {
+        {"web", "rhel6_64Guest", "vmx-08"},
+        {"file server", "windows7Server64Guest", "vmx-08"},
+        {"mail relay", "debian6_64Guest", "vmx-09"},
+        {"build", "otherLinuxGuest", "vmx-10"},
+    },
+};
+
+}  // namespace esxisim

@@ -1,0 +1,32 @@
+// ESXi 6.7 Update 1.
+//
+// Sources:
+// - prompt "[root@HOST:~] " and "VMware ESXi 6.7.0 build-10302608": Chinese vSphere 6 notes found by
+//   public code search ("[root@localhost:~] vmware -v");
+// - banner: see banners.cc (kLoggedShellBanner);
+// - the "vim-cmd vmsvc/getallvms" layout is the one of 5.x (rows padded to the Annotation title, 14
+//   blanks): ESXi 6.5.0 build-6765664 listing with "[root@localhost:/vmfs] " in a public notes file
+//   ("vmware esxi unregister invalid vm", 2017; trailing blanks trimmed there), elatov/elatov.github.io
+//   _posts/2018-04-13-run-script-before-shutdown-with-vmware-tools.md (vmx-13);
+// - guests and hardware versions: windows9Server64Guest, centos7_64Guest and vmx-13/vmx-14 as vSphere 6.7
+//   hosts list them in the same sources.
+#include "profiles/profiles.h"
+
+namespace esxisim {
+
+const VersionProfile kEsxi67 = {
+    "6.7",
+    PromptStyle::kBracket,
+    kLoggedShellBanner,
+    "6.7.0",
+    "10302608",
+    0,
+    {
+        {"web", "centos7_64Guest", "vmx-14"},
+        {"file server", "windows9Server64Guest", "vmx-14"},
+        {"db", "rhel7_64Guest", "vmx-13"},
+        {"ubuntu desktop", "ubuntu64Guest", "vmx-13"},
+    },
+};
+
+}  // namespace esxisim
