@@ -18,6 +18,9 @@ bool locate_client(char* path, int size);
 
 // The client asks whether to trust an unknown host key.
 bool is_host_key_question(const char* text);
+// The client or the remote system asks for a password (not the host's
+// "weak admin's password:" notice).
+bool is_password_prompt(const char* text);
 // The remote side logs out or dropped the connection.
 bool is_logout(const char* text);
 
@@ -26,8 +29,9 @@ bool is_logout(const char* text);
 // which is only while `quitting`; `answer` then may hold "y\n".
 int answer_quit_question(const char* text, bool quitting, char* answer, int answer_size);
 
-// Up to five polls of the client; SIGTERM once, after the third poll that
-// finds it alive. Nothing is written to the client first.
+// Up to five polls of the client, one second apart unless it ends sooner;
+// SIGTERM once, after the third poll that finds it alive. Returns as soon as
+// the client is gone. Nothing is written to the client first.
 void terminate_client(pid_t pid);
 
 // Closes the five pipe descriptors and puts the three saved standard
