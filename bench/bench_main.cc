@@ -3,7 +3,10 @@
 // same work on the same host. For each host size it prints the wall time of both, VmNap's own CPU time and
 // peak resident set size, and the ratio VmNap/loop. Needs root; bench/run builds and starts it.
 //
-//   vmnap-bench [VMS ...]      host sizes, default 1 10 50
+//   vmnap-bench [--vmnap PATH] [VMS ...]
+//
+// VMS: host sizes, default 1 10 50. --vmnap: another VmNap executable to measure (an older build, say)
+// instead of the one built beside the benchmark.
 #include <stdio.h>
 #include <unistd.h>
 
@@ -23,7 +26,8 @@ const char kPlink[] = "/usr/bin/plink";
 const char kHost[] = "127.0.0.1";
 
 struct Bench {
-    StopSignals stop{VMNAP_EXE};  // VmNap and its plink are stopped at once; the rest ends after its run
+    std::string vmnap = VMNAP_EXE;
+    StopSignals stop{"VmNap"};  // VmNap and its plink are stopped at once; the rest ends after its run
     SshdFixture sshd;
     TempDir work;
     std::string state_path;
@@ -47,7 +51,7 @@ bool SetUp(Bench* b) {
 
 Measured RunVmNap(Bench* b, const std::string& mode, int vms) {
     b->last_log = b->work.file(mode + "-" + std::to_string(vms) + ".log");
-    return RunMeasured({VMNAP_EXE, "-host", kHost, "-usr", b->sshd.user(), "-pwd", b->sshd.password(), "-mode",
+    return RunMeasured({b->vmnap, "-host", kHost, "-usr", b->sshd.user(), "-pwd", b->sshd.password(), "-mode",
                         mode},
                        b->work.path(), b->sshd.client_home(), b->last_log);
 }
@@ -130,10 +134,13 @@ int main(int argc, char** argv) {
         fprintf(stderr, "vmnap-bench: needs root (it creates an account, a network namespace and an sshd)\n");
         return 1;
     }
-    std::vector<int> sizes;
-    for (int i = 1; i < argc; ++i) sizes.push_back(std::atoi(argv[i]));
-    if (sizes.empty()) sizes = {1, 10, 50};
     Bench b;
+    std::vector<int> sizes;
+    for (int i = 1; i < argc; ++i) {
+        if (std::string(argv[i]) == "--vmnap" && i + 1 < argc) b.vmnap = argv[++i];
+        else sizes.push_back(std::atoi(argv[i]));
+    }
+    if (sizes.empty()) sizes = {1, 10, 50};
     if (!SetUp(&b)) {
         fprintf(stderr, "vmnap-bench: %s\n", b.failure.c_str());
         return 1;
@@ -143,6 +150,7 @@ int main(int argc, char** argv) {
         fprintf(stderr, "vmnap-bench: the first login (which caches the host key) failed\n");
         return 1;
     }
+    printf("VmNap: %s\n", b.vmnap.c_str());
     PrintHeader();
     for (int vms : sizes)
         if (vms < 1 || !RunSize(&b, vms)) break;
