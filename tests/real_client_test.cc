@@ -142,24 +142,34 @@ TEST_F(RealClient, VmThatRefusesToSuspendIs11AndLeavesTheRestRunning) {
               ListNow());
 }
 
-// Powers on `vm_id` as soon as `trigger_id` is suspended: someone starting a VM while the tool works.
-class PowerOnWhenSuspended {
+// Powers on `vm_id` as soon as the host starts suspending `trigger_id`: someone starting a VM while the
+// tool works. The start is the simulator's first write of its state file (listing and state reads only
+// read it) while that VM still runs; give it a slow suspend, so that the tool is still waiting for it.
+class PowerOnWhileSuspending {
 public:
-    PowerOnWhenSuspended(const std::string& state_path, const std::string& trigger_id, const std::string& vm_id)
-        : store_(state_path), thread_([=] { Watch(trigger_id, vm_id); }) {}
-    ~PowerOnWhenSuspended() {
+    PowerOnWhileSuspending(const std::string& state_path, const std::string& trigger_id,
+                           const std::string& vm_id)
+        : path_(state_path), store_(state_path), first_inode_(Inode(state_path)),
+          thread_([=] { Watch(trigger_id, vm_id); }) {}
+    ~PowerOnWhileSuspending() {
         stop_ = true;
         thread_.join();
     }
     bool fired() const { return fired_; }
 
 private:
+    static ino_t Inode(const std::string& path) {
+        struct stat st;
+        return stat(path.c_str(), &st) == 0 ? st.st_ino : 0;
+    }
+
     void Watch(const std::string& trigger_id, const std::string& vm_id) {
         for (std::string error; !stop_ && !fired_; std::this_thread::sleep_for(std::chrono::milliseconds(20))) {
+            if (Inode(path_) == first_inode_) continue;
             store_.Update(
                 [&](esxisim::HostState* host) {
                     esxisim::VmState* trigger = host->FindVm(trigger_id);
-                    if (!trigger || trigger->power != esxisim::PowerState::kSuspended) return;
+                    if (!trigger || trigger->power != esxisim::PowerState::kOn) return;
                     host->FindVm(vm_id)->power = esxisim::PowerState::kOn;
                     fired_ = true;
                 },
@@ -167,7 +177,9 @@ private:
         }
     }
 
+    std::string path_;
     esxisim::StateStore store_;
+    ino_t first_inode_;
     std::atomic<bool> stop_{false}, fired_{false};
     std::thread thread_;
 };
@@ -176,7 +188,7 @@ TEST_F(RealClient, HostRefusingMaintenanceWhileAVmRunsIs13AndTheFileDoesNotAskFo
     SetHost(Host("no", 1) + Vm("1", "web01", "on") + Vm("2", "backup", "off"));
     ProgramResult r;
     {
-        PowerOnWhenSuspended someone_else(StatePath(), "1", "2");
+        PowerOnWhileSuspending someone_else(StatePath(), "1", "2");
         r = Run("suspend_vms");
         EXPECT_TRUE(someone_else.fired());
     }

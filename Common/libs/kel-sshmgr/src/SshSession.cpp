@@ -4,8 +4,11 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "client_conversation.h"
 #include "kel-tools-trace.h"
+#include "reply_gathering.h"
 #include "ssh_exec.h"
 #include "ssh_socket.h"
 
@@ -48,12 +51,6 @@ const char* const kErrClose = "SshSession::CloseSession error catched\n";
 const char* const kErrGetData = "SshSession::GetData error catched\n";
 const char* const kErrNormalize = "SshSession::NormalizeResponse error catched\n";
 const char* const kErrParser = "SshSession::DefaultParser error catched\n";
-
-bool is_password_prompt(const char* text) {
-    return (has(text, "password:") || has(text, "Password:")) &&
-           !has(text, "weak admin's password:");
-}
-
 
 }  // namespace
 
@@ -195,14 +192,14 @@ SshCodes SshSession::GetData() {
     SshCodes retval = SSH_SUCCESS;
     try {
         KelTrace(TRACE_DEBUG, "GetData", kMsgReadData);
-        int nAvailable = 0;
-        int nAvailablePrev = 0;
+        ReplyGathering reply(m_response, kBufSize);
         time_t tStartTime = time(NULL);
         m_bLineEndCutBefore = m_bLineEndCutAfter = false;
-        while (wait_process(m_iProcessId) == 0 &&
-               !(difftime(time(NULL), tStartTime) > m_nTimeout)) {
-            if (ReadRound(nAvailable, nAvailablePrev, tStartTime, retval) == 0) break;
-        }
+        int more = 1;
+        while (more != 0 && check_process(m_iProcessId) == 0 &&
+               !(difftime(time(NULL), tStartTime) > m_nTimeout))
+            more = ReadRound(reply, tStartTime, retval);
+        if (more != 0) reply.Reset();  // the client ended or the time ran out: no reply
         return CheckTimeout(tStartTime, retval);
     } catch (...) {
         kel_trace(TRACE_ERROR, kErrGetData);
@@ -210,28 +207,35 @@ SshCodes SshSession::GetData() {
     return StateToSshcode(retval);
 }
 
-// One poll of the output pipe. 0 ends the read (a response or an error is in
+// Waits for the client's next output, at most until the reply's quiet second
+// is over, and takes in what came. 0 ends the read (a reply or an error is in
 // hand), 1 asks for another round.
-int SshSession::ReadRound(int& nAvailable, int& nAvailablePrev, time_t& tStartTime,
-                          SshCodes& retval) {
-    const int nBufSize = kBufSize - 1;
+int SshSession::ReadRound(ReplyGathering& reply, time_t& tStartTime, SshCodes& retval) {
     KelTrace(TRACE_DEBUG, "GetData", kMsgTryRead);
-    memset(m_response, 0, kBufSize);
-    nAvailable = get_bytes_avail(stdout_r);
-    if (nAvailable > nBufSize) nAvailable = nAvailablePrev = nBufSize;
-    if (nAvailable <= 0) return 1;
+    int waitMs = reply.WaitMs();
+    if (wait_fdhandle(stdout_r, waitMs) != 0 && get_bytes_avail(stdout_r) <= 0)
+        wait_for_exit(m_iProcessId, waitMs);  // the output is closed: only the client's end is left
+    int nAvailable = std::min(get_bytes_avail(stdout_r), reply.Room());
+    if (nAvailable <= 0) return reply.QuietOver() ? DeliverReply(reply) : 1;
     tStartTime = time(NULL);
-    if (nAvailable != nAvailablePrev) {
-        nAvailablePrev = nAvailable;
-        return 1;
-    }
-    if (read_fdhandle(stdout_r, m_response, nBufSize, nAvailable) <= 0) {
+    int got = read_fdhandle(stdout_r, reply.Tail(), reply.Room(), nAvailable);
+    if (got <= 0) {
         KelTrace(TRACE_ERROR, "GetData", kMsgCannotRead);
+        reply.Reset();
         retval = StateToSshcode(retval);
         return 0;
     }
+    reply.Took(got);
+    return reply.Complete() ? DeliverReply(reply) : 1;
+}
+
+// Normalises the gathered reply; one that held only the echo and line ends is
+// dropped and reading goes on (1).
+int SshSession::DeliverReply(ReplyGathering& reply) {
     NormalizeResponse();
-    return m_response[0] == '\0' ? 1 : 0;
+    if (m_response[0] != '\0') return 0;
+    reply.Reset();
+    return 1;
 }
 
 SshCodes SshSession::CheckTimeout(time_t tStartTime, SshCodes retval) {

@@ -12,6 +12,7 @@ namespace {
 
 const int kClosePolls = 5;
 const int kPollsBeforeTerm = 3;
+const int kPollMs = 1000;
 const char* const kMsgTerminated = "client terminated forcibly\n";
 const char* const kMsgHostKeyChanged =
     "the host key of %s has changed: connection cancelled, no password sent\n";
@@ -54,6 +55,11 @@ void trace_host_key_changed(const char* caller, const char* host) {
         kel_trace(TRACE_ERROR, kMsgHostKeyChanged, host);
 }
 
+bool is_password_prompt(const char* text) {
+    return (has(text, "password:") || has(text, "Password:")) &&
+           !has(text, "weak admin's password:");
+}
+
 bool is_logout(const char* text) { return has(text, "logout") || has(text, "connection abort"); }
 
 int answer_quit_question(const char* text, bool quitting, char* answer, int answer_size) {
@@ -68,11 +74,14 @@ int answer_quit_question(const char* text, bool quitting, char* answer, int answ
     return 0;
 }
 
+// Each poll that finds the client alive gives it up to a second to end, so a
+// client that ends by itself is waited for only as long as it takes.
 void terminate_client(pid_t pid) {
     if (pid == 0) return;
     int alive = 0;
     for (int i = 0; i < kClosePolls; ++i) {
-        if (wait_process(pid) != 0) return;
+        if (check_process(pid) != 0) return;
+        wait_for_exit(pid, kPollMs);
         if (++alive == kPollsBeforeTerm) {
             kel_trace(TRACE_WARNING, kMsgTerminated);
             kill(pid, SIGTERM);

@@ -23,6 +23,9 @@ bool is_host_key_question(const char* text);
 bool is_host_key_mismatch(const char* text);
 // The one ERROR trace of a refused changed key; `caller` may be NULL.
 void trace_host_key_changed(const char* caller, const char* host);
+// The client or the remote system asks for a password (not the host's
+// "weak admin's password:" notice).
+bool is_password_prompt(const char* text);
 // The remote side logs out or dropped the connection.
 bool is_logout(const char* text);
 
@@ -31,8 +34,9 @@ bool is_logout(const char* text);
 // which is only while `quitting`; `answer` then may hold "y\n".
 int answer_quit_question(const char* text, bool quitting, char* answer, int answer_size);
 
-// Up to five polls of the client; SIGTERM once, after the third poll that
-// finds it alive. Nothing is written to the client first.
+// Up to five polls of the client, one second apart unless it ends sooner;
+// SIGTERM once, after the third poll that finds it alive. Returns as soon as
+// the client is gone. Nothing is written to the client first.
 void terminate_client(pid_t pid);
 
 // Closes the five pipe descriptors and puts the three saved standard

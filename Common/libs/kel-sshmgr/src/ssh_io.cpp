@@ -1,6 +1,8 @@
 #include "ssh_io.h"
 
 #include <fcntl.h>
+#include <errno.h>
+#include <poll.h>
 #include <string.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -42,4 +44,11 @@ int read_fdhandle(fd_handle fd_r, char* recv, int recv_size, int b_avail) {
 int write_fdhandle(fd_handle fd_w, const char* send) {
     if (fd_w == -1 || send == NULL) return -1;
     return static_cast<int>(write(fd_w, send, strlen(send)));
+}
+
+int wait_fdhandle(fd_handle fd_r, int ms) {
+    struct pollfd watched = {fd_r, POLLIN, 0};
+    int ready = poll(&watched, 1, ms < 0 ? 0 : ms);
+    if (ready < 0) return errno == EINTR ? 0 : -1;
+    return ready > 0 ? 1 : 0;
 }

@@ -1,9 +1,11 @@
 #include <dirent.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -94,6 +96,15 @@ void trace_status(int status) {
         kel_trace(TRACE_DEBUG, kMsgContinued);
 }
 
+// -1 when there is none for `pid`.
+int open_process_fd(pid_t pid) {
+#ifdef SYS_pidfd_open
+    if (pid > 0) return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+#endif
+    (void)pid;
+    return -1;
+}
+
 }  // namespace
 
 pid_t run_ssh_process(fd_handle& fd_in, fd_handle& fd_out, fd_handle& fd_err,
@@ -119,15 +130,34 @@ pid_t run_ssh_process(fd_handle& fd_in, fd_handle& fd_out, fd_handle& fd_err,
     return pid;
 }
 
-int wait_process(pid_t pid) {
+int check_process(pid_t pid) {
     kel_trace(TRACE_DEBUG, kMsgWaitProcess);
     int status = 0;
     if (waitpid(pid, &status, WNOHANG) == 0) {
         kel_trace(TRACE_DEBUG, kMsgProcessExists);
-        sleep(1);
         return 0;
     }
     kel_trace(TRACE_DEBUG, kMsgProcessGone);
     trace_status(status);
     return 1;
+}
+
+int wait_process(pid_t pid) {
+    if (check_process(pid) != 0) return 1;
+    sleep(1);
+    return 0;
+}
+
+// A process descriptor becomes readable when the child ends. Without one (a
+// kernel older than 5.3) the whole time is slept, as wait_process does.
+void wait_for_exit(pid_t pid, int ms) {
+    if (ms <= 0) return;
+    int pidfd = open_process_fd(pid);
+    if (pidfd == -1) {
+        usleep(static_cast<useconds_t>(ms) * 1000);
+        return;
+    }
+    struct pollfd watched = {pidfd, POLLIN, 0};
+    poll(&watched, 1, ms);
+    close(pidfd);
 }

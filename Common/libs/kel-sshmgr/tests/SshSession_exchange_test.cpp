@@ -15,28 +15,6 @@
 
 namespace {
 
-// A session in the remote state, its client following `script`.
-struct Remote {
-    FakePlinkDir dir;
-    SessionProbe session;
-    char* response = nullptr;
-
-    explicit Remote(const std::vector<std::string>& script, int timeout = 20) {
-        session.SetTimeout(timeout);
-        EXPECT_EQ(SSH_SUCCESS, StartClient(dir, session, script));
-        session.SetState(EXEC_REMOTE);
-    }
-    SshCodes Exchange(const std::string& command) {
-        SshCodes rc = session.SendCommand(command);
-        if (rc != SSH_SUCCESS) return rc;
-        return session.GetResponse(&response);
-    }
-    std::string Received() {
-        session.CloseSession();
-        return dir.Received();
-    }
-};
-
 std::string Pattern(size_t size) {
     std::string text;
     for (size_t i = 0; i < size; ++i) text += static_cast<char>('a' + (i * 7) % 26);
@@ -44,7 +22,7 @@ std::string Pattern(size_t size) {
 }
 
 TEST(SshSessionExchange, EchoOfTheCommandIsCutOff) {
-    Remote r({ScriptExpect("vim-cmd vmsvc/getallvms\n"),
+    RemoteSession r({ScriptExpect("vim-cmd vmsvc/getallvms\n"),
               ScriptPrint("vim-cmd vmsvc/getallvms\r\nVmid Name\r\n~ # "), "wait"});
     EXPECT_EQ(SSH_SUCCESS, r.Exchange("vim-cmd vmsvc/getallvms\n"));
     EXPECT_STREQ("Vmid Name\r\n~ # ", r.response);
@@ -53,31 +31,31 @@ TEST(SshSessionExchange, EchoOfTheCommandIsCutOff) {
 }
 
 TEST(SshSessionExchange, TextBeforeTheEchoIsDiscarded) {
-    Remote r({ScriptExpect("ls\n"), ScriptPrint("old\r\nls\r\n\r\nfile1\r\n~ # "), "wait"});
+    RemoteSession r({ScriptExpect("ls\n"), ScriptPrint("old\r\nls\r\n\r\nfile1\r\n~ # "), "wait"});
     EXPECT_EQ(SSH_SUCCESS, r.Exchange("ls\n"));
     EXPECT_STREQ("file1\r\n~ # ", r.response);
 }
 
 TEST(SshSessionExchange, WithoutEchoTheWholeTextIsReturned) {
-    Remote r({ScriptExpect("ls\n"), ScriptPrint("\r\nfile1\r\n\r\n"), "wait"});
+    RemoteSession r({ScriptExpect("ls\n"), ScriptPrint("\r\nfile1\r\n\r\n"), "wait"});
     EXPECT_EQ(SSH_SUCCESS, r.Exchange("ls\n"));
     EXPECT_STREQ("\r\nfile1", r.response);
 }
 
 TEST(SshSessionExchange, SingleCrIsDropped) {
-    Remote r({ScriptExpect("x\n"), ScriptPrint("abc\rdef"), "wait"});
+    RemoteSession r({ScriptExpect("x\n"), ScriptPrint("abc\rdef"), "wait"});
     EXPECT_EQ(SSH_SUCCESS, r.Exchange("x\n"));
     EXPECT_STREQ("abcdef", r.response);
 }
 
 TEST(SshSessionExchange, CrCrLfKeepsOneLineEnd) {
-    Remote r({ScriptExpect("x\n"), ScriptPrint("a\r\r\nb\r\n"), "wait"});
+    RemoteSession r({ScriptExpect("x\n"), ScriptPrint("a\r\r\nb\r\n"), "wait"});
     EXPECT_EQ(SSH_SUCCESS, r.Exchange("x\n"));
     EXPECT_STREQ("a\r\nb", r.response);
 }
 
 TEST(SshSessionExchange, EchoAloneIsSkippedAndReadingGoesOn) {
-    Remote r({ScriptExpect("uptime\n"), ScriptPrint("uptime\r\n"), "sleep 4",
+    RemoteSession r({ScriptExpect("uptime\n"), ScriptPrint("uptime\r\n"), "sleep 4",
               ScriptPrint("up 3 days\r\n~ # "), "wait"});
     EXPECT_EQ(SSH_SUCCESS, r.Exchange("uptime\n"));
     EXPECT_STREQ("up 3 days\r\n~ # ", r.response);
@@ -85,7 +63,7 @@ TEST(SshSessionExchange, EchoAloneIsSkippedAndReadingGoesOn) {
 
 TEST(SshSessionExchange, LongResponseArrivesInPiecesOf4095Bytes) {
     const std::string text = Pattern(6000);
-    Remote r({ScriptExpect("cat big\n"), ScriptPrint(text), "wait"});
+    RemoteSession r({ScriptExpect("cat big\n"), ScriptPrint(text), "wait"});
     ASSERT_EQ(SSH_SUCCESS, r.Exchange("cat big\n"));
     EXPECT_EQ(text.substr(0, 4095), std::string(r.response));
     ASSERT_EQ(SSH_SUCCESS, r.session.GetResponse(&r.response));
@@ -93,7 +71,7 @@ TEST(SshSessionExchange, LongResponseArrivesInPiecesOf4095Bytes) {
 }
 
 TEST(SshSessionExchange, SilentRemoteTimesOut) {
-    Remote r({"wait"}, 5);
+    RemoteSession r({"wait"}, 5);
     double start = Now();
     EXPECT_EQ(SSH_REMOTE_TIMEOUT_ERR, r.Exchange("vim-cmd hostsvc/hostsummary\n"));
     double took = Now() - start;
@@ -110,19 +88,19 @@ TEST(SshSessionExchange, TimeoutCountsFromTheLastOutput) {
     }
     script.push_back(ScriptPrint("done"));
     script.push_back("wait");
-    Remote r(script, 3);
+    RemoteSession r(script, 3);
     EXPECT_EQ(SSH_SUCCESS, r.Exchange("slow\n"));
     EXPECT_EQ(std::string(12, '.') + "done", std::string(r.response));
     EXPECT_EQ(EXEC_REMOTE, r.session.GetState());
 }
 
 TEST(SshSessionExchange, ClientGoneGivesTheStateCode) {
-    Remote r({ScriptExpect("exit\n"), "exit 0"});
+    RemoteSession r({ScriptExpect("exit\n"), "exit 0"});
     EXPECT_EQ(SSH_REMOTE_PARSER_ERR, r.Exchange("exit\n"));
 }
 
 TEST(SshSessionSend, EmptyCommandWritesNothingAndClearsTheStoredCommand) {
-    Remote r({"wait"});
+    RemoteSession r({"wait"});
     r.session.SetCommand("previous");
     EXPECT_EQ(SSH_SUCCESS, r.session.SendCommand(""));
     EXPECT_EQ("", r.session.Command());
@@ -130,7 +108,7 @@ TEST(SshSessionSend, EmptyCommandWritesNothingAndClearsTheStoredCommand) {
 }
 
 TEST(SshSessionSend, WritesAsGivenAndStoresWithoutLineEnd) {
-    Remote r({"wait"});
+    RemoteSession r({"wait"});
     StartDebugCapture();
     EXPECT_EQ(SSH_SUCCESS, r.session.SendCommand("vim-cmd\r\n"));
     std::string out = StopCapture();
@@ -143,7 +121,7 @@ TEST(SshSessionSend, WritesAsGivenAndStoresWithoutLineEnd) {
 
 TEST(SshSessionSend, FailedWriteGivesTheStateCode) {
     signal(SIGPIPE, SIG_IGN);  // the client's input pipe has no reader any more
-    Remote r({"exit 0"});
+    RemoteSession r({"exit 0"});
     usleep(500000);
     testing::internal::CaptureStderr();
     testing::internal::CaptureStdout();
@@ -154,7 +132,7 @@ TEST(SshSessionSend, FailedWriteGivesTheStateCode) {
 
 TEST(SshSessionSend, FailedWriteWhileQuittingIsSilentSuccess) {
     signal(SIGPIPE, SIG_IGN);
-    Remote r({"exit 0"});
+    RemoteSession r({"exit 0"});
     usleep(500000);
     r.session.SetState(EXEC_QUIT);
     testing::internal::CaptureStderr();
@@ -164,7 +142,7 @@ TEST(SshSessionSend, FailedWriteWhileQuittingIsSilentSuccess) {
 }
 
 TEST(SshSessionQuit, SaveQuestionIsAnsweredWhileQuitting) {
-    Remote r({ScriptPrint("The system has unsaved changes.\r\nWould you like to save them now? (y/n) "),
+    RemoteSession r({ScriptPrint("The system has unsaved changes.\r\nWould you like to save them now? (y/n) "),
               ScriptExpect("\n"), ScriptPrint("Configuration Saved\r\n"), "sleep 4",
               ScriptPrint("bye\r\n"), "wait"});
     r.session.SetState(EXEC_QUIT);
@@ -175,7 +153,7 @@ TEST(SshSessionQuit, SaveQuestionIsAnsweredWhileQuitting) {
 
 TEST(SshSessionQuit, SaveQuestionBelongsToTheCallerOtherwise) {
     const std::string question = "The system has unsaved changes.\r\nWould you like to save them now? (y/n) ";
-    Remote r({ScriptPrint(question), "wait"});
+    RemoteSession r({ScriptPrint(question), "wait"});
     EXPECT_EQ(SSH_SUCCESS, r.session.GetResponse(&r.response));
     EXPECT_EQ(question, std::string(r.response));
     EXPECT_EQ("", r.Received());
@@ -183,7 +161,7 @@ TEST(SshSessionQuit, SaveQuestionBelongsToTheCallerOtherwise) {
 
 TEST(SshSessionQuit, FollowUpLinesAreSwallowedWhileQuitting) {
     // Each piece comes four seconds after the previous one, so each is read on its own.
-    Remote r({ScriptPrint("The system has unsaved changes.\r\n"), "sleep 4",
+    RemoteSession r({ScriptPrint("The system has unsaved changes.\r\n"), "sleep 4",
               ScriptPrint("Configuration Not Saved\r\n"), "sleep 4", ScriptPrint("N\r\n"),
               "sleep 4", ScriptPrint("bye\r\n"), "wait"});
     r.session.SetState(EXEC_QUIT);

@@ -3,6 +3,7 @@
 #ifndef KEL_SSHMGR_TESTS_SESSION_PROBE_H
 #define KEL_SSHMGR_TESTS_SESSION_PROBE_H
 
+#include <gtest/gtest.h>
 #include <stdio.h>
 
 #include <string>
@@ -43,5 +44,27 @@ inline SshCodes StartClient(FakePlinkDir& dir, Ssh::SshSession& session,
     dir.Enter();
     return session.RunSshClient(kHost, kUser, kPassword);
 }
+
+// A session in the remote state, its client following `script`.
+struct RemoteSession {
+    FakePlinkDir dir;
+    SessionProbe session;
+    char* response = nullptr;
+
+    explicit RemoteSession(const std::vector<std::string>& script, int timeout = 20) {
+        session.SetTimeout(timeout);
+        EXPECT_EQ(SSH_SUCCESS, StartClient(dir, session, script));
+        session.SetState(EXEC_REMOTE);
+    }
+    SshCodes Exchange(const std::string& command) {
+        SshCodes rc = session.SendCommand(command);
+        if (rc != SSH_SUCCESS) return rc;
+        return session.GetResponse(&response);
+    }
+    std::string Received() {
+        session.CloseSession();
+        return dir.Received();
+    }
+};
 
 #endif

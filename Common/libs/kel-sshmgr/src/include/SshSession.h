@@ -11,6 +11,8 @@
 #include "ssh_defines.h"
 #include "ssh_io.h"
 
+class ReplyGathering;
+
 namespace Ssh {
 
 class SshSession {
@@ -42,6 +44,10 @@ protected:
     static const int kBufSize = 4096;
 
     SshCodes GetRunSshCommand(const char* cszHost, const char* cszUser);
+    // Reads one reply into m_response: as soon as the client's output ends
+    // with the shell prompt or a question of the client, otherwise after a
+    // second without new output; at most kBufSize - 1 bytes at a time. Gives
+    // up after m_nTimeout seconds without output, or when the client ends.
     SshCodes GetData();
     void NormalizeResponse();
     // Non-zero: the text was handled (an answer may wait in m_command).
@@ -68,7 +74,8 @@ protected:
     bool m_bLineEndCutAfter;
 
 private:
-    int ReadRound(int& nAvailable, int& nAvailablePrev, time_t& tStartTime, SshCodes& retval);
+    int ReadRound(ReplyGathering& reply, time_t& tStartTime, SshCodes& retval);
+    int DeliverReply(ReplyGathering& reply);
     SshCodes CheckTimeout(time_t tStartTime, SshCodes retval);
     bool WriteAnswer();
     int ParsePassword(SshCodes& errcode);

@@ -28,6 +28,9 @@ int get_bytes_avail(fd_handle fd_r);
 int read_fdhandle(fd_handle fd_r, char* recv, int recv_size, int b_avail);
 // One write of strlen(send) bytes; -1 for a -1 descriptor or null text.
 int write_fdhandle(fd_handle fd_w, const char* send);
+// Waits at most `ms` milliseconds, without spinning, until `fd_r` has output or its writing end is
+// closed: 1 then, 0 when the time ran out (or a signal came), -1 on error. A -1 descriptor just waits.
+int wait_fdhandle(fd_handle fd_r, int ms);
 
 // --- ssh_process: the child client -------------------------------------------
 
@@ -42,6 +45,10 @@ pid_t run_ssh_process(fd_handle& fd_in, fd_handle& fd_out, fd_handle& fd_err,
 // One non-blocking poll: 1 when the child is gone, 0 (after sleeping one
 // second) while it runs.
 int wait_process(pid_t pid);
+// The same poll without the pause: 1 when the child is gone (reaped, its status traced), 0 while it runs.
+int check_process(pid_t pid);
+// Waits at most `ms` milliseconds for the child to end, returning as soon as it has; it is not reaped.
+void wait_for_exit(pid_t pid, int ms);
 
 // --- misc: text helpers and portability shims ---------------------------------
 
