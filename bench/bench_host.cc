@@ -41,7 +41,6 @@ std::string Check(const std::string& state_path, int vms, bool in_maintenance, e
 bool WriteRunningHost(const std::string& state_path, int vms, std::string* error) {
     esxisim::HostState host;
     host.hostname = "esx-bench";
-    host.refuse_maintenance_while_running = true;
     for (int id = 1; id <= vms; ++id) host.vms.push_back(RunningVm(id));
     return esxisim::StateStore(state_path).Write(host, error);
 }
