@@ -241,8 +241,20 @@ bool SshdFixture::WriteServerFiles() {
         "X11Forwarding no\nAllowTcpForwarding no\nAllowAgentForwarding no\nPermitTunnel no\n"
         "MaxStartups 50\nLoginGraceTime 60\n";
     for (const std::string& entry : session_env_) config += "SetEnv " + entry + "\n";
+    config += ListenAddressConfig();
     mkdir(kPrivsepDir, 0755);
     return WriteFile(config_, config) || Fail("cannot write " + config_);
+}
+
+// The further addresses, and a Match block per address for its session environment (Match blocks last).
+std::string SshdFixture::ListenAddressConfig() const {
+    std::string listen, match;
+    for (const auto& address : listen_addresses_) {
+        listen += "ListenAddress " + address.first + "\n";
+        match += "Match LocalAddress " + address.first + "\n";
+        for (const std::string& entry : address.second) match += "    SetEnv " + entry + "\n";
+    }
+    return listen + match;
 }
 
 bool SshdFixture::CreateNamespace() {
