@@ -8,13 +8,11 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <chrono>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "host_state.h"
+#include "power_on_when_suspended.h"
 #include "run_program.h"
 #include "sshd_fixture.h"
 #include "state_store.h"
@@ -231,36 +229,6 @@ TEST_F(RealClient, VmThatRefusesToSuspendIs11AndLeavesTheRestRunning) {
                            Row("3", "app01", "Powered on")),
               ListNow());
 }
-
-// Powers on `vm_id` as soon as `trigger_id` is suspended: someone starting a VM while the tool works.
-class PowerOnWhenSuspended {
-public:
-    PowerOnWhenSuspended(const std::string& state_path, const std::string& trigger_id, const std::string& vm_id)
-        : store_(state_path), thread_([=] { Watch(trigger_id, vm_id); }) {}
-    ~PowerOnWhenSuspended() {
-        stop_ = true;
-        thread_.join();
-    }
-    bool fired() const { return fired_; }
-
-private:
-    void Watch(const std::string& trigger_id, const std::string& vm_id) {
-        for (std::string error; !stop_ && !fired_; std::this_thread::sleep_for(std::chrono::milliseconds(20))) {
-            store_.Update(
-                [&](esxisim::HostState* host) {
-                    esxisim::VmState* trigger = host->FindVm(trigger_id);
-                    if (!trigger || trigger->power != esxisim::PowerState::kSuspended) return;
-                    host->FindVm(vm_id)->power = esxisim::PowerState::kOn;
-                    fired_ = true;
-                },
-                &error);
-        }
-    }
-
-    esxisim::StateStore store_;
-    std::atomic<bool> stop_{false}, fired_{false};
-    std::thread thread_;
-};
 
 TEST_F(RealClient, HostRefusingMaintenanceWhileAVmRunsIs13AndTheFileDoesNotAskForReboot) {
     SetHost(Host("no", 1, "yes") + Vm("1", "web01", "on") + Vm("2", "backup", "off"));

@@ -29,6 +29,7 @@ const char kSshd[] = "/usr/sbin/sshd";
 const char kSshKeygen[] = "/usr/bin/ssh-keygen";
 const char kPrivsepDir[] = "/run/sshd";
 const char kNetnsDir[] = "/run/netns/";
+const char kOwnAddress[] = "127.0.0.1";  // always listened on
 const int kAdminTimeoutSeconds = 30;
 const int kLockRetries = 60;
 const int kPortWaitSeconds = 15;
@@ -246,11 +247,11 @@ bool SshdFixture::WriteServerFiles() {
     return WriteFile(config_, config) || Fail("cannot write " + config_);
 }
 
-// The further addresses, and a Match block per address for its session environment (Match blocks last).
+// The further addresses (127.0.0.1 is there already), and a Match block per address for its session environment (Match blocks last).
 std::string SshdFixture::ListenAddressConfig() const {
     std::string listen, match;
     for (const auto& address : listen_addresses_) {
-        listen += "ListenAddress " + address.first + "\n";
+        if (address.first != kOwnAddress) listen += "ListenAddress " + address.first + "\n";
         match += "Match LocalAddress " + address.first + "\n";
         for (const std::string& entry : address.second) match += "    SetEnv " + entry + "\n";
     }
