@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,13 +15,14 @@
 
 namespace {
 
-// In the child: its own mount namespace with `private_dir` over `over_dir`, then the network namespace.
+// In the child: the network namespace (found under the machine's /run), then a mount namespace of its own
+// with an empty /run.
 bool Isolate(const IsolatedDaemonSpec& spec) {
     int netns = open(("/run/netns/" + spec.netns).c_str(), O_RDONLY | O_CLOEXEC);
-    return netns >= 0 && unshare(CLONE_NEWNS) == 0 &&
+    return netns >= 0 && setns(netns, CLONE_NEWNET) == 0 && unshare(CLONE_NEWNS) == 0 &&
            mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-           mount(spec.private_dir.c_str(), spec.over_dir.c_str(), nullptr, MS_BIND, nullptr) == 0 &&
-           setns(netns, CLONE_NEWNET) == 0;
+           mount("tmpfs", "/run", "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755") == 0 &&
+           mkdir("/run/nut", 0770) == 0;
 }
 
 [[noreturn]] void ExecDaemon(const IsolatedDaemonSpec& spec) {

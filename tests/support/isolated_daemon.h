@@ -1,7 +1,8 @@
-// A daemon run the way the NUT end-to-end tests need it: in a given network namespace, with a private
-// directory mounted over one system directory (e.g. /run/nut, where NUT's programs keep PID files and
-// sockets), in a session of its own, its output appended to a log file. Stop() ends every process of that
-// session (the daemon and whatever it started and left running there), one PID at a time.
+// A daemon run the way the NUT end-to-end tests need it: in a given network namespace, with an empty
+// /run of its own (a tmpfs in a private mount namespace, holding an empty /run/nut, where NUT's programs
+// keep PID files and sockets: nothing of the machine's /run is seen or changed, syslog's socket included),
+// in a session of its own, its output appended to a log file. Stop() ends every process of that session
+// (the daemon and whatever it started and left running there), one PID at a time.
 #ifndef VMNAP_TEST_SUPPORT_ISOLATED_DAEMON_H
 #define VMNAP_TEST_SUPPORT_ISOLATED_DAEMON_H
 
@@ -14,8 +15,6 @@ struct IsolatedDaemonSpec {
     std::vector<std::string> argv;  // argv[0]: full path
     std::vector<std::string> env;   // NAME=value entries added to ours
     std::string netns;              // name under /run/netns
-    std::string private_dir;        // mounted over `over_dir` for the daemon and its children
-    std::string over_dir;
     std::string log_path;
 };
 

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <thread>
+#include <utility>
 
 #include "run_program.h"
 
@@ -18,13 +19,12 @@ const char kUpsd[] = "/lib/nut/upsd";  // /sbin/upsd and /sbin/upsmon look at /e
 const char kUpsmon[] = "/lib/nut/upsmon";
 const char kUpsc[] = "/usr/bin/upsc";
 const char kIp[] = "/usr/sbin/ip";
-const char kRunDir[] = "/run/nut";
 const char kMonitorPassword[] = "monitor-pw";
 const int kReadySeconds = 15;
 
-bool WriteMode(const TempDir& dir, const std::string& name, const std::string& text, mode_t mode) {
+bool WritePrivate(const TempDir& dir, const std::string& name, const std::string& text) {
     dir.Write(name, text);
-    return chmod(dir.file(name).c_str(), mode) == 0;
+    return chmod(dir.file(name).c_str(), 0600) == 0;
 }
 
 }  // namespace
@@ -46,19 +46,18 @@ bool NutFixture::WriteConfiguration(const std::string& upsmon_lines, const std::
     std::string upsmon = std::string("MONITOR dummy@127.0.0.1 1 monitor ") + kMonitorPassword +
                          " primary\nMINSUPPLIES 1\nPOLLFREQ 1\nPOLLFREQALERT 1\nSHUTDOWNCMD \"/bin/false\"\n"
                          "POWERDOWNFLAG " + dir_.file("killpower") + "\n" + upsmon_lines;
-    bool written = mkdir(dir_.file("state").c_str(), 0700) == 0 && mkdir(dir_.file("run").c_str(), 0700) == 0 &&
-                   WriteMode(dir_, "nut.conf", "MODE=standalone\n", 0600) &&
-                   WriteMode(dir_, "ups.conf", ups, 0600) &&
-                   WriteMode(dir_, "upsd.conf", "LISTEN 127.0.0.1 3493\n", 0600) &&
-                   WriteMode(dir_, "upsd.users", users, 0600) && WriteMode(dir_, "upsmon.conf", upsmon, 0600) &&
-                   WriteMode(dir_, "upssched.conf", upssched_conf, 0600);
-    return written && SetStatus("OL");
+    const std::pair<const char*, std::string> files[] = {
+        {"ups.conf", ups}, {"upsd.conf", "LISTEN 127.0.0.1 3493\n"}, {"upsd.users", users},
+        {"upsmon.conf", upsmon}, {"upssched.conf", upssched_conf}};
+    for (const auto& file : files) {
+        if (!WritePrivate(dir_, file.first, file.second)) return false;
+    }
+    return mkdir(dir_.file("state").c_str(), 0700) == 0 && SetStatus("OL");
 }
 
 bool NutFixture::Start(const std::string& upsmon_lines, const std::string& upssched_conf,
                        const std::vector<std::string>& upsmon_env) {
     if (geteuid() != 0) return Fail("needs root");
-    if (access(kRunDir, F_OK) != 0) return Fail(std::string(kRunDir) + " is missing (nut-client)");
     if (!WriteConfiguration(upsmon_lines, upssched_conf)) return Fail("cannot write the configuration");
     std::vector<std::string> env = NutEnv();
     env.insert(env.end(), upsmon_env.begin(), upsmon_env.end());
@@ -85,7 +84,7 @@ bool NutFixture::WaitForStatus(const std::string& ups_status) {
 // Starts one daemon and waits until its log shows `ready` (or, with none, until the driver's socket is there).
 bool NutFixture::StartDaemon(IsolatedDaemon* daemon, const std::vector<std::string>& argv,
                              const std::vector<std::string>& env, const std::string& log, const std::string& ready) {
-    IsolatedDaemonSpec spec{argv, env, netns_, dir_.file("run"), kRunDir, dir_.file(log)};
+    IsolatedDaemonSpec spec{argv, env, netns_, dir_.file(log)};
     if (!daemon->Start(spec)) return Fail("cannot start " + argv[0]);
     for (int tries = 0; tries < kReadySeconds * 10; ++tries) {
         bool up = ready.empty() ? access(dir_.file("state/dummy-ups-dummy").c_str(), F_OK) == 0

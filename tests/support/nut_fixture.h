@@ -1,6 +1,6 @@
 // NUT's own daemons with a configuration of their own in a temporary directory: the dummy-ups driver
 // playing a UPS named "dummy", upsd serving it on 127.0.0.1:3493 and upsmon watching it, all inside a
-// given network namespace and with a private /run/nut, so nothing listens or writes outside the test.
+// given network namespace and with a private /run, so nothing listens or writes outside the test.
 //
 //   NutFixture nut(sshd.netns());
 //   ASSERT_TRUE(nut.Start(upsmon_lines, upssched_conf, {"HOME=..."})) << nut.error();

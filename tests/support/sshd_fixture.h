@@ -36,10 +36,10 @@ public:
     // Extra "NAME=value" entries for sshd's SetEnv: environment of every session. Call before Start().
     void AddSessionEnv(const std::string& entry) { session_env_.push_back(entry); }
 
-    // One more address for sshd to listen on (port 22, e.g. "127.0.0.2": all of 127/8 is loopback; with
-    // "127.0.0.1" only the environment is added), with
+    // One more address for sshd to listen on (port 22, e.g. "127.0.0.2": all of 127/8 is loopback), with
     // "NAME=value" entries for the environment of the sessions that connect to it (sshd's Match
-    // LocalAddress). Several simulated hosts behind one server. Call before Start().
+    // LocalAddress); for "127.0.0.1" only the environment is added. Several simulated hosts behind one
+    // server. Call before Start().
     void AddListenAddress(const std::string& address, const std::vector<std::string>& session_env) {
         listen_addresses_.push_back({address, session_env});
     }
