@@ -9,6 +9,7 @@
 #include <regex>
 #include <string>
 
+#include "command_line_watch.h"
 #include "power_on_when_suspended.h"
 #include "run_program.h"
 #include "simulated_hosts.h"
@@ -95,6 +96,7 @@ protected:
 };
 
 TEST_F(AnsibleFleet, OnlyTheHostThatRefusesMaintenanceFailsAndResumeBringsTheOthersBack) {
+    CommandLineWatch password_watch(sshd_.password());
     ProgramResult suspend;
     {
         PowerOnWhenSuspended someone_else(hosts_.state_path(2), "1", "2");
@@ -126,6 +128,7 @@ TEST_F(AnsibleFleet, OnlyTheHostThatRefusesMaintenanceFailsAndResumeBringsTheOth
     EXPECT_EQ(HostResumed("esx01"), hosts_.Read(0));
     EXPECT_EQ(HostResumed("esx02"), hosts_.Read(1));
     EXPECT_EQ(RefusingHostAfterSuspend(), hosts_.Read(2));
+    EXPECT_EQ("", password_watch.Seen()) << "the password on a command line";
 }
 
 }  // namespace

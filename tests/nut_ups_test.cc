@@ -11,6 +11,7 @@
 #include <string>
 #include <thread>
 
+#include "command_line_watch.h"
 #include "nut_fixture.h"
 #include "simulated_hosts.h"
 #include "sshd_fixture.h"
@@ -113,6 +114,7 @@ protected:
 };
 
 TEST_F(NutUps, OnBatteryPastTheDelaySuspendsEveryHostAndMainsPowerResumesThem) {
+    CommandLineWatch password_watch(sshd_.password());
     Clock::time_point on_battery = Clock::now();
     ASSERT_TRUE(nut_.SetStatus("OB"));
     ASSERT_TRUE(LogShows("suspend requested for: esx01 esx02", kDelaySeconds + kNoticeSeconds)) << Explain();
@@ -134,6 +136,7 @@ TEST_F(NutUps, OnBatteryPastTheDelaySuspendsEveryHostAndMainsPowerResumesThem) {
         EXPECT_FALSE(state_.Exists(name + ".ups-suspended"));
     }
     ExpectHosts(HostResumed);
+    EXPECT_EQ("", password_watch.Seen()) << "the password on a command line";
 }
 
 // NUT sees the UPS on battery for a second or two: the timer starts and is cancelled, nothing else.
