@@ -1,19 +1,25 @@
 #include "command_line_watch.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <fstream>
-#include <iterator>
 #include <utility>
 
 namespace {
 
+// Read with read(2): a process may end while it is read, and then the read fails with ESRCH.
 std::string CommandLineOf(const char* pid) {
-    std::ifstream in(std::string("/proc/") + pid + "/cmdline", std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::string text;
+    int fd = open((std::string("/proc/") + pid + "/cmdline").c_str(), O_RDONLY | O_CLOEXEC);
+    char buffer[4096];
+    for (ssize_t n = 0; fd >= 0 && (n = read(fd, buffer, sizeof(buffer))) > 0;) {
+        text.append(buffer, static_cast<size_t>(n));
+    }
+    if (fd >= 0) close(fd);
     std::replace(text.begin(), text.end(), '\0', ' ');
     return text;
 }
