@@ -2,13 +2,11 @@
 // tests/support/real_client_fixture.h): the modes, the login and the host's answers.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "host_state.h"
+#include "power_on_when_suspended.h"
 #include "real_client_fixture.h"
 #include "state_store.h"
 
@@ -142,50 +140,8 @@ TEST_F(RealClient, VmThatRefusesToSuspendIs11AndLeavesTheRestRunning) {
               ListNow());
 }
 
-// Powers on `vm_id` as soon as the host starts suspending `trigger_id`: someone starting a VM while the
-// tool works. The start is the simulator's first write of its state file (listing and state reads only
-// read it) while that VM still runs; give it a slow suspend, so that the tool is still waiting for it.
-class PowerOnWhileSuspending {
-public:
-    PowerOnWhileSuspending(const std::string& state_path, const std::string& trigger_id,
-                           const std::string& vm_id)
-        : path_(state_path), store_(state_path), first_inode_(Inode(state_path)),
-          thread_([=] { Watch(trigger_id, vm_id); }) {}
-    ~PowerOnWhileSuspending() {
-        stop_ = true;
-        thread_.join();
-    }
-    bool fired() const { return fired_; }
-
-private:
-    static ino_t Inode(const std::string& path) {
-        struct stat st;
-        return stat(path.c_str(), &st) == 0 ? st.st_ino : 0;
-    }
-
-    void Watch(const std::string& trigger_id, const std::string& vm_id) {
-        for (std::string error; !stop_ && !fired_; std::this_thread::sleep_for(std::chrono::milliseconds(20))) {
-            if (Inode(path_) == first_inode_) continue;
-            store_.Update(
-                [&](esxisim::HostState* host) {
-                    esxisim::VmState* trigger = host->FindVm(trigger_id);
-                    if (!trigger || trigger->power != esxisim::PowerState::kOn) return;
-                    host->FindVm(vm_id)->power = esxisim::PowerState::kOn;
-                    fired_ = true;
-                },
-                &error);
-        }
-    }
-
-    std::string path_;
-    esxisim::StateStore store_;
-    ino_t first_inode_;
-    std::atomic<bool> stop_{false}, fired_{false};
-    std::thread thread_;
-};
-
 TEST_F(RealClient, HostRefusingMaintenanceWhileAVmRunsIs13AndTheFileDoesNotAskForReboot) {
-    SetHost(Host("no", 1) + Vm("1", "web01", "on") + Vm("2", "backup", "off"));
+    SetHost(Host("no", 1) + Vm("1", "web01", "on", "no", 1) + Vm("2", "backup", "off"));
     ProgramResult r;
     {
         PowerOnWhileSuspending someone_else(StatePath(), "1", "2");
@@ -193,7 +149,7 @@ TEST_F(RealClient, HostRefusingMaintenanceWhileAVmRunsIs13AndTheFileDoesNotAskFo
         EXPECT_TRUE(someone_else.fired());
     }
     EXPECT_EQ(13, r.exit_status) << Explain(r);
-    EXPECT_EQ(Host("no", 1) + Vm("1", "web01", "suspended") + Vm("2", "backup", "on"), HostNow());
+    EXPECT_EQ(Host("no", 1) + Vm("1", "web01", "suspended", "no", 1) + Vm("2", "backup", "on"), HostNow());
     EXPECT_EQ(ListFile("false", "false",
                        Row("1", "web01", "Suspended", "to reboot") + Row("2", "backup", "Powered off")),
               ListNow());

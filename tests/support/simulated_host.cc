@@ -13,8 +13,9 @@ std::string Vm(const std::string& id, const std::string& name, const std::string
            refuse_suspend + "\nsuspend_seconds " + std::to_string(suspend_seconds) + "\n";
 }
 
-std::string Host(const std::string& maintenance, int task_counter, const std::string& prompt) {
-    return "hostname esx01\nesxi_version 5.5\nprompt " + prompt + "\nmaintenance " + maintenance +
+std::string Host(const std::string& maintenance, int task_counter, const std::string& prompt,
+                 const std::string& hostname) {
+    return "hostname " + hostname + "\nesxi_version 5.5\nprompt " + prompt + "\nmaintenance " + maintenance +
            "\ntask_counter " + std::to_string(task_counter) + "\n";
 }
 

@@ -13,7 +13,8 @@ std::string Vm(const std::string& id, const std::string& name, const std::string
 
 // The host part of the state file of an ESXi 5.5 host; `task_counter` counts the maintenance tasks run so
 // far, from 1. The host refuses to enter maintenance while a VM runs, as a real one does.
-std::string Host(const std::string& maintenance, int task_counter, const std::string& prompt = "busybox");
+std::string Host(const std::string& maintenance, int task_counter, const std::string& prompt = "busybox",
+                 const std::string& hostname = "esx01");
 
 // One row of the list file, as the tool writes it.
 std::string Row(const std::string& id, const std::string& name, const std::string& status,

@@ -33,6 +33,7 @@ const char kSshd[] = "/usr/sbin/sshd";
 const char kSshKeygen[] = "/usr/bin/ssh-keygen";
 const char kPrivsepDir[] = "/run/sshd";
 const char kNetnsDir[] = "/run/netns/";
+const char kOwnAddress[] = "127.0.0.1";  // always listened on
 const int kPortWaitSeconds = 15;
 
 std::atomic<int> g_instances{0};
@@ -221,6 +222,7 @@ bool SshdFixture::WriteServerFiles() {
         "X11Forwarding no\nAllowTcpForwarding no\nAllowAgentForwarding no\nPermitTunnel no\n"
         "MaxStartups 50\nLoginGraceTime 60\nLogLevel VERBOSE\n";
     for (const std::string& entry : session_env_) config += "SetEnv " + entry + "\n";
+    config += ListenAddressConfig();
     mkdir(kPrivsepDir, 0755);
     return WriteFile(config_, config) || Fail("cannot write " + config_);
 }
@@ -242,6 +244,17 @@ std::vector<pid_t> SshdFixture::AccountProcesses() const {
         if (entry.second.uid == account->pw_uid) pids.push_back(entry.first);
     }
     return pids;
+}
+
+// The further addresses (127.0.0.1 is there already), and a Match block per address for its session environment (Match blocks last).
+std::string SshdFixture::ListenAddressConfig() const {
+    std::string listen, match;
+    for (const auto& address : listen_addresses_) {
+        if (address.first != kOwnAddress) listen += "ListenAddress " + address.first + "\n";
+        match += "Match LocalAddress " + address.first + "\n";
+        for (const std::string& entry : address.second) match += "    SetEnv " + entry + "\n";
+    }
+    return listen + match;
 }
 
 bool SshdFixture::CreateNamespace() {

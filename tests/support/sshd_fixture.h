@@ -27,6 +27,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 class SshdFixture {
@@ -38,6 +39,14 @@ public:
 
     // Extra "NAME=value" entries for sshd's SetEnv: environment of every session. Call before Start().
     void AddSessionEnv(const std::string& entry) { session_env_.push_back(entry); }
+
+    // One more address for sshd to listen on (port 22, e.g. "127.0.0.2": all of 127/8 is loopback), with
+    // "NAME=value" entries for the environment of the sessions that connect to it (sshd's Match
+    // LocalAddress); for "127.0.0.1" only the environment is added. Several simulated hosts behind one
+    // server. Call before Start().
+    void AddListenAddress(const std::string& address, const std::vector<std::string>& session_env) {
+        listen_addresses_.push_back({address, session_env});
+    }
 
     // Copies `shell_program` into shell_dir() (mode 0755, the directory owned by the test account), creates
     // the account with it as login shell, creates the namespace and starts sshd, and waits until port 22
@@ -87,6 +96,7 @@ private:
     bool CreateAccount();
     bool WriteServerFiles();
     bool GenerateHostKey();
+    std::string ListenAddressConfig() const;
     bool CreateNamespace();
     bool StartServer();
     bool WaitForPort();
@@ -96,6 +106,7 @@ private:
 
     std::string error_;
     std::vector<std::string> session_env_;
+    std::vector<std::pair<std::string, std::vector<std::string>>> listen_addresses_;
     std::string netns_, user_, password_;
     std::string root_, client_home_, user_home_, shell_dir_, shell_path_, config_, sshd_log_, host_key_;
     bool account_created_ = false;

@@ -184,6 +184,25 @@ TEST_F(SshdFixtureTest, SessionEnvironmentReachesTheLoginShell) {
     EXPECT_NE(std::string::npos, LogIn(&plink, true).find("probe forty-two\r\n"));
 }
 
+TEST_F(SshdFixtureTest, FurtherListenAddressesEachGiveTheirOwnSessionEnvironment) {
+    sshd_.AddListenAddress("127.0.0.2", {"VMNAP_PROBE=second"});
+    sshd_.AddListenAddress("127.0.0.3", {"VMNAP_PROBE=third"});
+    StartServer();
+    for (std::string address : {"127.0.0.3", "127.0.0.2", "127.0.0.1"}) {
+        PipedProcess plink;
+        ASSERT_TRUE(plink.Start(sshd_.InNamespace({kPlink, "-ssh", sshd_.user() + "@" + address}),
+                                {"HOME=" + sshd_.client_home()}));
+        Read(&plink, kHostKeyQuestion);
+        plink.Write("y\n");
+        EXPECT_NE(std::string::npos, Read(&plink, "password: ").find(sshd_.user() + "@" + address));
+        plink.Write(sshd_.password() + "\n");
+        std::string probe = address == "127.0.0.3" ? "third" : address == "127.0.0.2" ? "second" : "";
+        EXPECT_NE(std::string::npos, Read(&plink, kPrompt).find(" probe " + probe + "\r\n")) << address;
+        plink.Write("exit\n");
+        EXPECT_EQ(0, plink.Wait(kReadSeconds));
+    }
+}
+
 TEST_F(SshdFixtureTest, StopEndsSessionsAndRemovesEverything) {
     StartServer();
     PipedProcess plink;
