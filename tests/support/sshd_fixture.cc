@@ -235,14 +235,25 @@ bool SshdFixture::WriteServerFiles() {
     if (RunAdmin(keygen, "", &output) != 0) return Fail("ssh-keygen: " + output);
     std::string config =
         "ListenAddress 127.0.0.1\nPort 22\nHostKey " + key + "\nPidFile " + root_ + "/sshd.pid\n" +
-        "PasswordAuthentication yes\nKbdInteractiveAuthentication no\nPubkeyAuthentication no\n"
-        "UsePAM no\nPermitRootLogin no\nAllowUsers " + user_ + "\nStrictModes no\n"
-        "PrintMotd no\nPrintLastLog no\nUseDNS no\nBanner none\nAuthorizedKeysFile none\n"
+        AuthenticationConfig() + "PubkeyAuthentication no\n"
+        "PermitRootLogin no\nAllowUsers " + user_ + "\nStrictModes no\n"
+        "PrintMotd no\nPrintLastLog no\nUseDNS no\nAuthorizedKeysFile none\n"
         "X11Forwarding no\nAllowTcpForwarding no\nAllowAgentForwarding no\nPermitTunnel no\n"
         "MaxStartups 50\nLoginGraceTime 60\n";
     for (const std::string& entry : session_env_) config += "SetEnv " + entry + "\n";
     mkdir(kPrivsepDir, 0755);
     return WriteFile(config_, config) || Fail("cannot write " + config_);
+}
+
+// Password or keyboard-interactive authentication, and the banner.
+std::string SshdFixture::AuthenticationConfig() {
+    std::string config = keyboard_interactive_
+                             ? "PasswordAuthentication no\nKbdInteractiveAuthentication yes\nUsePAM yes\n"
+                             : "PasswordAuthentication yes\nKbdInteractiveAuthentication no\nUsePAM no\n";
+    if (banner_.empty()) return config + "Banner none\n";
+    std::string banner = root_ + "/banner";
+    WriteFile(banner, banner_);  // unreadable, sshd sends no banner and the test sees it
+    return config + "Banner " + banner + "\n";
 }
 
 bool SshdFixture::CreateNamespace() {

@@ -34,6 +34,11 @@ public:
 
     // Extra "NAME=value" entries for sshd's SetEnv: environment of every session. Call before Start().
     void AddSessionEnv(const std::string& entry) { session_env_.push_back(entry); }
+    // Keyboard-interactive authentication through PAM (the system's "sshd" service) and no password
+    // authentication, as ESXi 6.5 and later offer it. Call before Start().
+    void UseKeyboardInteractive() { keyboard_interactive_ = true; }
+    // A text sshd sends before authentication (its Banner option); none by default. Call before Start().
+    void SetBanner(const std::string& text) { banner_ = text; }
 
     // Copies `shell_program` into shell_dir() (mode 0755, the directory owned by the test account), creates
     // the account with it as login shell, creates the namespace and starts sshd, and waits until port 22
@@ -70,6 +75,7 @@ private:
     bool InstallShell(const std::string& shell_program);
     bool CreateAccount();
     bool WriteServerFiles();
+    std::string AuthenticationConfig();
     bool CreateNamespace();
     bool StartServer();
     bool WaitForPort();
@@ -79,6 +85,8 @@ private:
 
     std::string error_;
     std::vector<std::string> session_env_;
+    bool keyboard_interactive_ = false;
+    std::string banner_;
     std::string netns_, user_, password_;
     std::string root_, client_home_, user_home_, shell_dir_, shell_path_, config_, sshd_log_;
     bool account_created_ = false;
