@@ -216,9 +216,9 @@ bool SshdFixture::WriteServerFiles() {
     if (!GenerateHostKey()) return false;
     std::string config =
         "ListenAddress 127.0.0.1\nPort 22\nHostKey " + host_key_ + "\nPidFile " + root_ + "/sshd.pid\n" +
-        "PasswordAuthentication yes\nKbdInteractiveAuthentication no\nPubkeyAuthentication no\n"
-        "UsePAM no\nPermitRootLogin no\nAllowUsers " + user_ + "\nStrictModes no\n"
-        "PrintMotd no\nPrintLastLog no\nUseDNS no\nBanner none\nAuthorizedKeysFile none\n"
+        AuthenticationConfig() + "PubkeyAuthentication no\n"
+        "PermitRootLogin no\nAllowUsers " + user_ + "\nStrictModes no\n"
+        "PrintMotd no\nPrintLastLog no\nUseDNS no\nAuthorizedKeysFile none\n"
         "X11Forwarding no\nAllowTcpForwarding no\nAllowAgentForwarding no\nPermitTunnel no\n"
         "MaxStartups 50\nLoginGraceTime 60\nLogLevel VERBOSE\n";
     for (const std::string& entry : session_env_) config += "SetEnv " + entry + "\n";
@@ -255,6 +255,17 @@ std::string SshdFixture::ListenAddressConfig() const {
         for (const std::string& entry : address.second) match += "    SetEnv " + entry + "\n";
     }
     return listen + match;
+}
+
+// Password or keyboard-interactive authentication, and the banner.
+std::string SshdFixture::AuthenticationConfig() {
+    std::string config = keyboard_interactive_
+                             ? "PasswordAuthentication no\nKbdInteractiveAuthentication yes\nUsePAM yes\n"
+                             : "PasswordAuthentication yes\nKbdInteractiveAuthentication no\nUsePAM no\n";
+    if (banner_.empty()) return config + "Banner none\n";
+    std::string banner = root_ + "/banner";
+    WriteFile(banner, banner_);  // unreadable, sshd sends no banner and the test sees it
+    return config + "Banner " + banner + "\n";
 }
 
 bool SshdFixture::CreateNamespace() {

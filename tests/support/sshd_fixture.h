@@ -39,6 +39,11 @@ public:
 
     // Extra "NAME=value" entries for sshd's SetEnv: environment of every session. Call before Start().
     void AddSessionEnv(const std::string& entry) { session_env_.push_back(entry); }
+    // Keyboard-interactive authentication through PAM (the system's "sshd" service) and no password
+    // authentication, as ESXi 6.5 and later offer it. Call before Start().
+    void UseKeyboardInteractive() { keyboard_interactive_ = true; }
+    // A text sshd sends before authentication (its Banner option); none by default. Call before Start().
+    void SetBanner(const std::string& text) { banner_ = text; }
 
     // One more address for sshd to listen on (port 22, e.g. "127.0.0.2": all of 127/8 is loopback), with
     // "NAME=value" entries for the environment of the sessions that connect to it (sshd's Match
@@ -97,6 +102,7 @@ private:
     bool WriteServerFiles();
     bool GenerateHostKey();
     std::string ListenAddressConfig() const;
+    std::string AuthenticationConfig();
     bool CreateNamespace();
     bool StartServer();
     bool WaitForPort();
@@ -107,6 +113,8 @@ private:
     std::string error_;
     std::vector<std::string> session_env_;
     std::vector<std::pair<std::string, std::vector<std::string>>> listen_addresses_;
+    bool keyboard_interactive_ = false;
+    std::string banner_;
     std::string netns_, user_, password_;
     std::string root_, client_home_, user_home_, shell_dir_, shell_path_, config_, sshd_log_, host_key_;
     bool account_created_ = false;
