@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "example_vms.h"
-#include "list_file_text.h"
+#include "simulated_host.h"
 #include "state_store.h"
 #include "vm_table.h"
 #include "vmnap_over_ssh.h"
@@ -128,10 +128,10 @@ std::string SuspendedList(const std::vector<VmState>& start) {
     std::string rows;
     for (const VmState& vm : TableOrder(start)) {
         bool ran = vm.power == PowerState::kOn;
-        rows += ListRow(vm.id, FirstWord(vm.name), StatusText(ran ? PowerState::kSuspended : vm.power),
+        rows += simulated::Row(vm.id, FirstWord(vm.name), StatusText(ran ? PowerState::kSuspended : vm.power),
                         ran ? "to reboot" : "");
     }
-    return ListFileText("true", "true", rows);
+    return simulated::ListFile("true", "true", rows);
 }
 
 // The list file after reboot_vms: the marked VMs powered on again.
@@ -139,9 +139,9 @@ std::string RebootedList(const std::vector<VmState>& start) {
     std::string rows;
     for (const VmState& vm : TableOrder(start)) {
         bool ran = vm.power == PowerState::kOn;
-        rows += ListRow(vm.id, FirstWord(vm.name), StatusText(vm.power), ran ? "rebooted" : "");
+        rows += simulated::Row(vm.id, FirstWord(vm.name), StatusText(vm.power), ran ? "rebooted" : "");
     }
-    return ListFileText("false", "false", rows);
+    return simulated::ListFile("false", "false", rows);
 }
 
 TEST_P(EsxiVersion, SuspendThenRebootLeavesEveryVmAsItWas) {
@@ -174,11 +174,11 @@ TEST_P(EsxiVersion, VmThatRefusesToSuspendIs11WithTheVmsBeforeItMarked) {
     HostState host = host_.HostNow();
     EXPECT_FALSE(host.in_maintenance);
     EXPECT_EQ("1:Suspended 2:Suspended 3:Powered on 4:Powered on ", Powers(host.vms));
-    EXPECT_EQ(ListFileText("false", "false",
-                           ListRow("1", FirstWord(vms[0].name), "Suspended", "to reboot") +
-                               ListRow("2", FirstWord(vms[1].name), "Suspended", "to reboot") +
-                               ListRow("3", FirstWord(vms[2].name), "Powered on") +
-                               ListRow("4", FirstWord(vms[3].name), "Powered on")),
+    EXPECT_EQ(simulated::ListFile("false", "false",
+                           simulated::Row("1", FirstWord(vms[0].name), "Suspended", "to reboot") +
+                               simulated::Row("2", FirstWord(vms[1].name), "Suspended", "to reboot") +
+                               simulated::Row("3", FirstWord(vms[2].name), "Powered on") +
+                               simulated::Row("4", FirstWord(vms[3].name), "Powered on")),
               ListNow());
 }
 
@@ -217,8 +217,8 @@ TEST_P(ManyVms, SuspendVmsListsAndSavesEveryVm) {
     ProgramResult r = host_.remote().Run("suspend_vms");
     ASSERT_EQ(0, r.exit_status) << host_.remote().Explain(r);
     std::string rows;
-    for (const VmState& vm : TableOrder(vms)) rows += ListRow(vm.id, FirstWord(vm.name), "Powered off");
-    EXPECT_EQ(ListFileText("true", "true", rows), host_.remote().ListNow());
+    for (const VmState& vm : TableOrder(vms)) rows += simulated::Row(vm.id, FirstWord(vm.name), "Powered off");
+    EXPECT_EQ(simulated::ListFile("true", "true", rows), host_.remote().ListNow());
     EXPECT_TRUE(host_.HostNow().in_maintenance);
     std::printf("%d VMs on ESXi %s: suspend_vms took %d s\n", GetParam().vms, GetParam().version,
                 host_.remote().last_seconds());

@@ -9,13 +9,10 @@
 #include <vector>
 
 #include "run_program.h"
-#include "sshd_fixture.h"
-#include "temp_dir.h"
+#include "vmnap_over_ssh.h"
 
 namespace {
 
-const char kIp[] = "/usr/sbin/ip";
-const char kPlink[] = "/usr/bin/plink";
 const char kBanner[] = "hh:mm:ss: \nOrvane tool. ver.1.1.0.0\n\n";
 
 // What plink 0.78 prints around the server's password question (recorded from real runs; the lines of
@@ -41,31 +38,17 @@ protected:
         if (geteuid() != 0) GTEST_SKIP() << "needs root";
         sshd_.UseKeyboardInteractive();
     }
-    void StartServer() {
-        ASSERT_TRUE(sshd_.Start(ESXI_SIM_PATH)) << sshd_.error();
-        ASSERT_EQ(0, symlink(kPlink, work_.file("plink").c_str()));
-    }
+    void StartServer() { ASSERT_TRUE(remote_.Start(ESXI_SIM_PATH)) << remote_.error(); }
     ProgramResult AccountCheck(const std::string& password) {
-        ProgramRun run;
-        run.path = kIp;
-        run.args = {"netns", "exec", sshd_.netns(), VMNAP_EXE, "-host", "127.0.0.1", "-usr", sshd_.user(),
-                    "-pwd", password, "-mode", "account_check", "-D", "debug"};
-        run.cwd = work_.path();
-        run.env = sshd_.client_env();
-        run.timeout_seconds = 60;
-        ProgramResult result = RunProgram(run);
-        result.out = NormalizeStamps(result.out);
-        return result;
+        return remote_.Run("account_check", {"-D", "debug"}, password);
     }
-    std::string Explain(const ProgramResult& r) const {
-        return "stdout:\n" + r.out + "\nstderr:\n" + r.err + "\nsshd:\n" + sshd_.ReadSshdLog();
-    }
+    std::string Explain(const ProgramResult& r) const { return remote_.Explain(r); }
     static bool Has(const ProgramResult& r, const std::string& text) {
         return r.out.find(text) != std::string::npos;
     }
 
-    SshdFixture sshd_;
-    TempDir work_;
+    VmNapOverSsh remote_{VMNAP_EXE};
+    SshdFixture& sshd_ = remote_.sshd();
 };
 
 // What plink 0.78 prints for the server's password question: its own frame around the prompt.
@@ -105,16 +88,9 @@ TEST_F(KeyboardInteractiveLogin, LongBannerBeforeTheLoginChangesNothing) {
 TEST_F(KeyboardInteractiveLogin, QuietRunPrintsOnlyTheBanner) {
     sshd_.SetBanner(kWarning);
     StartServer();
-    ProgramRun run;
-    run.path = kIp;
-    run.args = {"netns", "exec", sshd_.netns(), VMNAP_EXE, "-host", "127.0.0.1", "-usr", sshd_.user(),
-                "-pwd", sshd_.password(), "-mode", "account_check"};
-    run.cwd = work_.path();
-    run.env = sshd_.client_env();
-    run.timeout_seconds = 60;
-    ProgramResult r = RunProgram(run);
+    ProgramResult r = remote_.Run("account_check");
     EXPECT_EQ(0, r.exit_status) << Explain(r);
-    EXPECT_EQ(kBanner, NormalizeStamps(r.out));
+    EXPECT_EQ(kBanner, r.out);
 }
 
 }  // namespace

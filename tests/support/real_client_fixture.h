@@ -14,6 +14,7 @@
 #include "simulated_host.h"
 #include "sshd_fixture.h"
 #include "temp_dir.h"
+#include "vmnap_over_ssh.h"
 
 extern const char kListFile[];  // "esxi_vms.xml", in the working directory
 extern const char kBanner[];    // what a quiet run prints, stamps normalised
@@ -34,32 +35,29 @@ bool Exists(const std::string& path);
 
 class RealClient : public testing::Test {
 protected:
-    void SetUp() override;
+    RealClient();
+    void SetUp() override;  // skips without root; starts sshd with the simulated host, links ./plink
 
-    std::string StatePath() const { return sshd_.shell_dir() + "/esxi-sim.state"; }
+    std::string StatePath() const { return remote_.StatePath(); }
     void SetHost(const std::string& text) { WriteTextFile(StatePath(), text); }
     std::string HostNow() const { return ReadFile(StatePath()); }
-    std::string ListNow() const { return work_.Read(kListFile); }
+    std::string ListNow() const { return remote_.ListNow(kListFile); }
     std::string HostKeyCache() const { return sshd_.host_key_cache(); }
 
     static void WriteTextFile(const std::string& path, const std::string& text);
 
-    // The VmNap command line inside the namespace, in the working directory, with plink's private
-    // environment; preceded by the words of $VMNAP_TEST_WRAPPER when it is set, e.g.
-    //   VMNAP_TEST_WRAPPER="/usr/bin/valgrind --leak-check=full --log-file=/tmp/vg.%p" ctest -R RealClient
+    // The tool's command line and its run (vmnap_over_ssh.h), against host_.
     ProgramRun Command(const std::string& mode, const std::vector<std::string>& extra = {},
-                       const std::string& password = "") const;
-
-    // Runs Command() to its end; stamps normalised, seconds measured.
+                       const std::string& password = "");
     ProgramResult Run(const std::string& mode, const std::vector<std::string>& extra = {},
                       const std::string& password = "");
 
-    std::string Explain(const ProgramResult& r) const;
+    std::string Explain(const ProgramResult& r) const { return remote_.Explain(r); }
 
-    SshdFixture sshd_;
-    TempDir work_;
+    VmNapOverSsh remote_;
+    SshdFixture& sshd_ = remote_.sshd();
+    TempDir& work_ = remote_.work();
     std::string host_ = "127.0.0.1";
-    int last_seconds_ = 0;
 };
 
 #endif

@@ -20,14 +20,15 @@ std::string Host(const std::string& maintenance, int task_counter, const std::st
 }
 
 std::string Row(const std::string& id, const std::string& name, const std::string& status,
-                const std::string& mark) {
+                const std::string& mark, int timeout_seconds) {
     std::string reboot = mark.empty() ? "" : " rebootstatus=\"" + mark + "\"";
     return "<virtualmachineserver id=\"" + id + "\" name=\"" + name + "\"" + reboot + " status=\"" +
-           status + "\" timeout=\"300\"></virtualmachineserver>";
+           status + "\" timeout=\"" + std::to_string(timeout_seconds) + "\"></virtualmachineserver>";
 }
 
-std::string ListFile(const std::string& maintenance, const std::string& reboot, const std::string& rows) {
-    return "<?xml version=\"1.0\"?>\n<esxiserver host=\"127.0.0.1\" maintenancemode=\"" + maintenance +
+std::string ListFile(const std::string& maintenance, const std::string& reboot, const std::string& rows,
+                     const std::string& host) {
+    return "<?xml version=\"1.0\"?>\n<esxiserver host=\"" + host + "\" maintenancemode=\"" + maintenance +
            "\" reboot=\"" + reboot + "\"><vms>" + rows + "</vms></esxiserver>\n";
 }
 

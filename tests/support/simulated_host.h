@@ -18,10 +18,11 @@ std::string Host(const std::string& maintenance, int task_counter, const std::st
 
 // One row of the list file, as the tool writes it.
 std::string Row(const std::string& id, const std::string& name, const std::string& status,
-                const std::string& mark = "");
+                const std::string& mark = "", int timeout_seconds = 300);
 
-// The whole list file of the host at 127.0.0.1.
-std::string ListFile(const std::string& maintenance, const std::string& reboot, const std::string& rows);
+// The whole list file of the host at `host` (127.0.0.1 unless given).
+std::string ListFile(const std::string& maintenance, const std::string& reboot, const std::string& rows,
+                     const std::string& host = "127.0.0.1");
 
 // Writes `text` as the simulator's state file at `path`, after checking that the simulator reads it and
 // writes it back unchanged; false with `error` set otherwise.

@@ -1,13 +1,25 @@
 #include "vmnap_over_ssh.h"
 
+#include <stdlib.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <sstream>
 
 namespace {
 
 const char kIp[] = "/usr/sbin/ip";
 const char kPlink[] = "/usr/bin/plink";
+const char kWrapperVariable[] = "VMNAP_TEST_WRAPPER";
+
+// The words of $VMNAP_TEST_WRAPPER (split on blanks), to run the tool under e.g. valgrind.
+std::vector<std::string> Wrapper() {
+    const char* text = getenv(kWrapperVariable);
+    std::vector<std::string> words;
+    std::istringstream in(text != nullptr ? text : "");
+    for (std::string word; in >> word;) words.push_back(word);
+    return words;
+}
 
 }  // namespace
 
@@ -21,19 +33,27 @@ bool VmNapOverSsh::Start(const std::string& shell_program) {
     return false;
 }
 
-ProgramResult VmNapOverSsh::Run(const std::string& mode, const std::vector<std::string>& extra,
-                                const std::string& password) {
+ProgramRun VmNapOverSsh::Command(const std::string& mode, const std::vector<std::string>& extra,
+                                 const std::string& password) const {
     ProgramRun run;
     run.path = kIp;
-    run.args = {"netns", "exec", sshd_.netns(), vmnap_exe_, "-host", host_, "-usr", sshd_.user(),
-                "-pwd", password.empty() ? sshd_.password() : password, "-mode", mode};
+    run.args = {"netns", "exec", sshd_.netns()};
+    std::vector<std::string> wrapper = Wrapper();
+    run.args.insert(run.args.end(), wrapper.begin(), wrapper.end());
+    run.args.insert(run.args.end(), {vmnap_exe_, "-host", host_, "-usr", sshd_.user(), "-pwd",
+                                     password.empty() ? sshd_.password() : password, "-mode", mode});
     run.args.insert(run.args.end(), extra.begin(), extra.end());
     run.cwd = work_.path();
     run.env = sshd_.client_env();
     run.new_session = true;
     run.timeout_seconds = timeout_seconds_;
+    return run;
+}
+
+ProgramResult VmNapOverSsh::Run(const std::string& mode, const std::vector<std::string>& extra,
+                                const std::string& password) {
     auto start = std::chrono::steady_clock::now();
-    ProgramResult result = RunProgram(run);
+    ProgramResult result = RunProgram(Command(mode, extra, password));
     auto length = std::chrono::steady_clock::now() - start;
     last_seconds_ = static_cast<int>(std::chrono::duration_cast<std::chrono::seconds>(length).count());
     result.out = NormalizeStamps(result.out);

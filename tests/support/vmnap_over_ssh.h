@@ -1,12 +1,17 @@
 // VmNap run against a shell behind a real sshd (usually the simulated ESXi host), through the real plink:
 // starts the server in a private network namespace, gives VmNap a working directory holding
-// ./plink -> /usr/bin/plink, and runs it there inside the namespace without a controlling terminal.
+// ./plink -> /usr/bin/plink, and runs it there inside the namespace without a controlling terminal, with
+// plink's private environment (plink_home.h).
 //
 //   VmNapOverSsh remote(VMNAP_EXE);
+//   remote.sshd().UseKeyboardInteractive();  // server options before Start
 //   ASSERT_TRUE(remote.Start(ESXI_SIM_PATH)) << remote.error();
 //   // write remote.StatePath(), then
 //   ProgramResult r = remote.Run("suspend_vms");
 //   EXPECT_EQ(0, r.exit_status) << remote.Explain(r);
+//
+// VMNAP_TEST_WRAPPER in the environment runs the tool under another program, e.g.
+//   VMNAP_TEST_WRAPPER="/usr/bin/valgrind --leak-check=full --log-file=/tmp/vg.%p" ctest -R RealClient
 #ifndef VMNAP_TEST_SUPPORT_VMNAP_OVER_SSH_H
 #define VMNAP_TEST_SUPPORT_VMNAP_OVER_SSH_H
 
@@ -25,8 +30,11 @@ public:
     bool Start(const std::string& shell_program);
     const std::string& error() const { return error_; }
 
-    // Runs "VmNap -host HOST -usr USER -pwd PASSWORD -mode MODE EXTRA..." (the account's password unless
-    // `password` is given); time stamps normalised, the run's length in last_seconds().
+    // "VmNap -host HOST -usr USER -pwd PASSWORD -mode MODE EXTRA..." (the account's password unless
+    // `password` is given) inside the namespace, preceded by the words of $VMNAP_TEST_WRAPPER.
+    ProgramRun Command(const std::string& mode, const std::vector<std::string>& extra = {},
+                       const std::string& password = "") const;
+    // Runs Command() to its end; time stamps normalised, the run's length in last_seconds().
     ProgramResult Run(const std::string& mode, const std::vector<std::string>& extra = {},
                       const std::string& password = "");
 
@@ -40,7 +48,9 @@ public:
     void set_host(const std::string& host) { host_ = host; }
     void set_timeout_seconds(int seconds) { timeout_seconds_ = seconds; }
     int last_seconds() const { return last_seconds_; }
+    SshdFixture& sshd() { return sshd_; }
     const SshdFixture& sshd() const { return sshd_; }
+    TempDir& work() { return work_; }
     const TempDir& work() const { return work_; }
 
 private:
