@@ -51,6 +51,19 @@ std::string HostResumed(const std::string& name) {
     return Host("no", 3, "busybox", name) + Vm("1", "web01", "on") + Vm("2", "backup", "off");
 }
 
+// web01 takes a few seconds to suspend, so that a suspend_vms is sure to be running when the power returns.
+const int kSlowSuspendSeconds = 5;
+
+std::string SlowHostBefore(const std::string& name) {
+    return Host("no", 1, "busybox", name) + Vm("1", "web01", "on", "no", kSlowSuspendSeconds) +
+           Vm("2", "backup", "off");
+}
+
+std::string SlowHostResumed(const std::string& name) {
+    return Host("no", 3, "busybox", name) + Vm("1", "web01", "on", "no", kSlowSuspendSeconds) +
+           Vm("2", "backup", "off");
+}
+
 class NutUps : public testing::Test {
 protected:
     void SetUp() override {
@@ -160,18 +173,23 @@ TEST_F(NutUps, BlipShorterThanTheDelayChangesNothing) {
 // Mains power returns while suspend_vms runs: the resume job waits on each host's lock until that host's
 // suspend has finished, then powers its VMs on again.
 TEST_F(NutUps, PowerBackDuringTheSuspendWaitsForItOnTheHostLock) {
+    std::string error;
+    for (size_t i = 0; i < hosts_.size(); ++i)
+        ASSERT_TRUE(hosts_.Set(i, SlowHostBefore(hosts_.name(i)), &error)) << error;
     ASSERT_TRUE(nut_.SetStatus("OB"));
     ASSERT_TRUE(LogShows("esx01: suspend_vms started", kDelaySeconds + kNoticeSeconds + 30)) << Explain();
     ASSERT_TRUE(nut_.SetStatus("OL"));
     ASSERT_TRUE(LogShows("resume requested for: esx01 esx02", kNoticeSeconds)) << Explain();
     ASSERT_TRUE(LogShows("reboot_vms exit status", kToolRunsSeconds, 2)) << Explain();
+    size_t resume_requested = LogPosition("resume requested for: esx01 esx02");
     for (std::string name : {"esx01", "esx02"}) {
         size_t suspended = LogPosition(name + ": suspend_vms exit status 0 (success)");
         EXPECT_NE(std::string::npos, suspended) << Explain();
+        EXPECT_LT(resume_requested, suspended) << "the power came back after the suspend\n" << Explain();
         EXPECT_LT(suspended, LogPosition(name + ": reboot_vms started")) << Explain();
         EXPECT_NE(std::string::npos, LogPosition(name + ": reboot_vms exit status 0 (success)")) << Explain();
     }
-    ExpectHosts(HostResumed);
+    ExpectHosts(SlowHostResumed);
 }
 
 }  // namespace
