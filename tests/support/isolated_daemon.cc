@@ -17,25 +17,25 @@ namespace {
 
 // In the child: the network namespace (found under the machine's /run), then a mount namespace of its own
 // with an empty /run.
-bool Isolate(const IsolatedDaemonSpec& spec) {
-    int netns = open(("/run/netns/" + spec.netns).c_str(), O_RDONLY | O_CLOEXEC);
+bool Isolate(const DaemonLaunch& launch) {
+    int netns = open(("/run/netns/" + launch.netns).c_str(), O_RDONLY | O_CLOEXEC);
     return netns >= 0 && setns(netns, CLONE_NEWNET) == 0 && unshare(CLONE_NEWNS) == 0 &&
            mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
            mount("tmpfs", "/run", "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755") == 0 &&
            mkdir("/run/nut", 0770) == 0;
 }
 
-[[noreturn]] void ExecDaemon(const IsolatedDaemonSpec& spec) {
+[[noreturn]] void ExecDaemon(const DaemonLaunch& launch) {
     setsid();
-    int log = open(spec.log_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    int log = open(launch.log_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
     int null = open("/dev/null", O_RDONLY);
-    if (log < 0 || null < 0 || !Isolate(spec)) _exit(126);
+    if (log < 0 || null < 0 || !Isolate(launch)) _exit(126);
     dup2(null, 0);
     dup2(log, 1);
     dup2(log, 2);
-    for (const std::string& entry : spec.env) putenv(const_cast<char*>(entry.c_str()));
+    for (const std::string& entry : launch.env) putenv(const_cast<char*>(entry.c_str()));
     std::vector<char*> args;
-    for (const std::string& arg : spec.argv) args.push_back(const_cast<char*>(arg.c_str()));
+    for (const std::string& arg : launch.argv) args.push_back(const_cast<char*>(arg.c_str()));
     args.push_back(nullptr);
     execv(args[0], args.data());
     _exit(127);
@@ -70,9 +70,9 @@ std::vector<pid_t> ProcessesOfSession(pid_t sid) {
 
 IsolatedDaemon::~IsolatedDaemon() { Stop(); }
 
-bool IsolatedDaemon::Start(const IsolatedDaemonSpec& spec) {
+bool IsolatedDaemon::Start(const DaemonLaunch& launch) {
     pid_ = fork();
-    if (pid_ == 0) ExecDaemon(spec);
+    if (pid_ == 0) ExecDaemon(launch);
     return pid_ > 0;
 }
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-struct IsolatedDaemonSpec {
+struct DaemonLaunch {
     std::vector<std::string> argv;  // argv[0]: full path
     std::vector<std::string> env;   // NAME=value entries added to ours
     std::string netns;              // name under /run/netns
@@ -25,7 +25,7 @@ public:
     IsolatedDaemon(const IsolatedDaemon&) = delete;
     IsolatedDaemon& operator=(const IsolatedDaemon&) = delete;
 
-    bool Start(const IsolatedDaemonSpec& spec);
+    bool Start(const DaemonLaunch& launch);
     bool Running();  // the session leader has not exited
     void Stop();     // SIGTERM to the session, up to three seconds' grace, then SIGKILL; reaps the leader
 

@@ -84,8 +84,8 @@ bool NutFixture::WaitForStatus(const std::string& ups_status) {
 // Starts one daemon and waits until its log shows `ready` (or, with none, until the driver's socket is there).
 bool NutFixture::StartDaemon(IsolatedDaemon* daemon, const std::vector<std::string>& argv,
                              const std::vector<std::string>& env, const std::string& log, const std::string& ready) {
-    IsolatedDaemonSpec spec{argv, env, netns_, dir_.file(log)};
-    if (!daemon->Start(spec)) return Fail("cannot start " + argv[0]);
+    DaemonLaunch launch{argv, env, netns_, dir_.file(log)};
+    if (!daemon->Start(launch)) return Fail("cannot start " + argv[0]);
     for (int tries = 0; tries < kReadySeconds * 10; ++tries) {
         bool up = ready.empty() ? access(dir_.file("state/dummy-ups-dummy").c_str(), F_OK) == 0
                                 : dir_.Read(log).find(ready) != std::string::npos;
