@@ -65,6 +65,12 @@ bool WaitUntilGone(const Holder& holder, int seconds) {
     return !holder.AnyLeft();
 }
 
+// The guard ends once it has removed everything; it may still be on its way out right after that.
+bool WaitUntilEnded(pid_t pid, int seconds) {
+    for (int tenth = 0; tenth < seconds * 10 && ProcessAlive(pid); ++tenth) usleep(100 * 1000);
+    return !ProcessAlive(pid);
+}
+
 TEST(LeftoverNames, CarryTheOwnersPid) {
     EXPECT_EQ("vmnap-4242-3", NetnsName(4242, 3));
     EXPECT_EQ("vmnap4242u3", AccountName(4242, 3));
@@ -111,7 +117,7 @@ TEST_F(KilledRunTest, GuardRemovesEverythingOfAProcessKilledOutright) {
     ASSERT_GT(holder.guard_pid, 0);
     EXPECT_TRUE(WaitUntilGone(holder, kGuardSeconds))
         << holder.netns << " " << holder.account << " " << holder.sshd_dir << " " << holder.temp_dir;
-    EXPECT_FALSE(ProcessAlive(holder.guard_pid));
+    EXPECT_TRUE(WaitUntilEnded(holder.guard_pid, kGuardSeconds));
 }
 
 TEST_F(KilledRunTest, SweepRemovesTheDeadRunsLeftoversAndNothingOfALiveRun) {
