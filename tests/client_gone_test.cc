@@ -39,11 +39,7 @@ TEST(ClientGone, WriteIntoAClientThatStoppedReadingIs7AndTheListFileIsSaved) {
         .Print("~ # ")
         .Wait();
     dir.WriteScript(script.lines());
-    ProgramRun run;
-    run.path = VMNAP_EXE;
-    run.args = {"-host", "esx", "-usr", "root", "-pwd", "secret", "-mode", "suspend_vms"};
-    run.cwd = dir.path();
-    ProgramResult r = RunProgram(run);
+    ProgramResult r = RunProgram(dir.ToolRun(VMNAP_EXE, "suspend_vms"));
     EXPECT_EQ(7, r.exit_status) << r.out << r.err;
     EXPECT_EQ("hh:mm:ss: \nOrvane tool. ver.1.1.0.0\n\nhh:mm:ss: cannot write data.\n",
               NormalizeStamps(r.out));

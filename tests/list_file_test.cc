@@ -32,10 +32,7 @@ protected:
     ProgramResult Run(const std::string& mode) {
         EsxiScript script = EsxiScript::LoggedIn("root", "secret", true);
         dir_.WriteScript(script.Wait().lines());
-        ProgramRun run;
-        run.path = VMNAP_EXE;
-        run.args = {"-host", "esx", "-usr", "root", "-pwd", "secret", "-mode", mode};
-        run.cwd = dir_.path();
+        ProgramRun run = dir_.ToolRun(VMNAP_EXE, mode);
         run.timeout_seconds = 30;
         ProgramResult r = RunProgram(run);
         r.out = NormalizeStamps(r.out);

@@ -56,12 +56,7 @@ protected:
     ProgramResult Run(const EsxiScript& script, const std::string& mode,
                       std::vector<std::string> extra = {}) {
         dir_.WriteScript(script.lines());
-        ProgramRun run;
-        run.path = VMNAP_EXE;
-        run.args = {"-host", "esx", "-usr", "root", "-pwd", "secret", "-mode", mode};
-        run.args.insert(run.args.end(), extra.begin(), extra.end());
-        run.cwd = dir_.path();
-        ProgramResult r = RunProgram(run);
+        ProgramResult r = RunProgram(dir_.ToolRun(VMNAP_EXE, mode, extra));
         r.out = NormalizeStamps(r.out);
         return r;
     }
@@ -103,10 +98,7 @@ TEST_F(ProgramFlow, VerboseAccountCheckEndsWithTheExitLine) {
 
 TEST_F(ProgramFlow, MissingClientEndsWithItsCode) {
     dir_.dir().Write("unused", "");
-    ProgramRun run;
-    run.path = VMNAP_EXE;
-    run.args = {"-host", "esx", "-usr", "root", "-pwd", "secret", "-mode", "suspend_vms", "-D",
-                "verbose"};
+    ProgramRun run = dir_.ToolRun(VMNAP_EXE, "suspend_vms", {"-D", "verbose"});
     TempDir empty;
     run.cwd = empty.path();
     ProgramResult r = RunProgram(run);

@@ -37,6 +37,16 @@ void FakePlinkDir::Leave() {
     previous_.clear();
 }
 
+ProgramRun FakePlinkDir::ToolRun(const std::string& exe, const std::string& mode,
+                                 const std::vector<std::string>& extra) const {
+    ProgramRun run;
+    run.path = exe;
+    run.args = {"-host", "esx", "-usr", "root", "-pwd", "secret", "-mode", mode};
+    run.args.insert(run.args.end(), extra.begin(), extra.end());
+    run.cwd = path();
+    return run;
+}
+
 std::string FakePlinkDir::Received() const { return dir_.Read("plink.received"); }
 
 std::vector<std::string> FakePlinkDir::Argv() const {

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "run_program.h"
 #include "temp_dir.h"
 
 class FakePlinkDir {
@@ -41,6 +42,11 @@ public:
     pid_t Pid() const;                      // plink.pid; 0 when not started yet
     std::string Descriptors() const;        // plink.fds: "N -> TARGET\n" per descriptor at start
     std::string SigpipeAtStart() const;     // plink.sigpipe: "default\n" or "ignored\n"
+
+    // The VmNap executable `exe` run here with the login the scripts of esxi_script.h expect:
+    // "-host esx -usr root -pwd secret -mode MODE EXTRA...".
+    ProgramRun ToolRun(const std::string& exe, const std::string& mode,
+                       const std::vector<std::string>& extra = {}) const;
 
     // Polls plink.received until it contains `text`; false after `seconds`.
     bool WaitForReceived(const std::string& text, double seconds) const;
