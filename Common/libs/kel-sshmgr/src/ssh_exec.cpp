@@ -16,7 +16,8 @@ const char* const kMsgSent =
     "\n======= sent data begin == %4d bytes to write ==\n%s\n"
     "======= sent data ended == %4d bytes was sent ==\n\n";
 
-const char* const kShellPrompts[] = {"~ #", "~]#", "password:"};
+// Prompts besides the ESXi shell's own (shell_prompt.h).
+const char* const kOtherPrompts[] = {"~]#", "password:"};
 const char* const kClientProgress[] = {
     "Looking up host", "Server version",          "Using SSH protocol", "Doing Diffie-Hellman",
     "Host key fingerprint is", "ssh-rsa",         "Using username"};
@@ -81,7 +82,7 @@ int create_pipes(fd_handle& stdin_def, fd_handle& stdout_def, fd_handle& stderr_
 }
 
 bool isVerboseInformation(const char* recv) {
-    if (recv == NULL || contains_any(recv, kShellPrompts) || has_shell_prompt(recv)) return false;
+    if (recv == NULL || has_shell_prompt(recv) || contains_any(recv, kOtherPrompts)) return false;
     return contains_any(recv, kClientProgress);
 }
 
