@@ -37,7 +37,6 @@ std::vector<VmState> MixedVms(const std::string& version, int count) {
     return vms;
 }
 
-std::string FirstWord(const std::string& name) { return name.substr(0, name.find(' ')); }
 
 const char* StatusText(PowerState power) { return esxisim::PowerStateText(power); }
 
@@ -128,7 +127,7 @@ std::string SuspendedList(const std::vector<VmState>& start) {
     std::string rows;
     for (const VmState& vm : TableOrder(start)) {
         bool ran = vm.power == PowerState::kOn;
-        rows += simulated::Row(vm.id, FirstWord(vm.name), StatusText(ran ? PowerState::kSuspended : vm.power),
+        rows += simulated::Row(vm.id, vm.name, StatusText(ran ? PowerState::kSuspended : vm.power),
                         ran ? "to reboot" : "");
     }
     return simulated::ListFile("true", "true", rows);
@@ -139,7 +138,7 @@ std::string RebootedList(const std::vector<VmState>& start) {
     std::string rows;
     for (const VmState& vm : TableOrder(start)) {
         bool ran = vm.power == PowerState::kOn;
-        rows += simulated::Row(vm.id, FirstWord(vm.name), StatusText(vm.power), ran ? "rebooted" : "");
+        rows += simulated::Row(vm.id, vm.name, StatusText(vm.power), ran ? "rebooted" : "");
     }
     return simulated::ListFile("false", "false", rows);
 }
@@ -175,10 +174,10 @@ TEST_P(EsxiVersion, VmThatRefusesToSuspendIs11WithTheVmsBeforeItMarked) {
     EXPECT_FALSE(host.in_maintenance);
     EXPECT_EQ("1:Suspended 2:Suspended 3:Powered on 4:Powered on ", Powers(host.vms));
     EXPECT_EQ(simulated::ListFile("false", "false",
-                           simulated::Row("1", FirstWord(vms[0].name), "Suspended", "to reboot") +
-                               simulated::Row("2", FirstWord(vms[1].name), "Suspended", "to reboot") +
-                               simulated::Row("3", FirstWord(vms[2].name), "Powered on") +
-                               simulated::Row("4", FirstWord(vms[3].name), "Powered on")),
+                           simulated::Row("1", vms[0].name, "Suspended", "to reboot") +
+                               simulated::Row("2", vms[1].name, "Suspended", "to reboot") +
+                               simulated::Row("3", vms[2].name, "Powered on") +
+                               simulated::Row("4", vms[3].name, "Powered on")),
               ListNow());
 }
 
@@ -217,7 +216,7 @@ TEST_P(ManyVms, SuspendVmsListsAndSavesEveryVm) {
     ProgramResult r = host_.remote().Run("suspend_vms");
     ASSERT_EQ(0, r.exit_status) << host_.remote().Explain(r);
     std::string rows;
-    for (const VmState& vm : TableOrder(vms)) rows += simulated::Row(vm.id, FirstWord(vm.name), "Powered off");
+    for (const VmState& vm : TableOrder(vms)) rows += simulated::Row(vm.id, vm.name, "Powered off");
     EXPECT_EQ(simulated::ListFile("true", "true", rows), host_.remote().ListNow());
     EXPECT_TRUE(host_.HostNow().in_maintenance);
     std::printf("%d VMs on ESXi %s: suspend_vms took %d s\n", GetParam().vms, GetParam().version,

@@ -22,9 +22,13 @@ std::string ExitLine(int status) {
 }
 
 const char kTwoVms[] =
-    "Vmid    Name          File                      Guest OS        Version   Annotation\n"
-    "1       web01   [datastore1] web01/web01.vmx   centos64Guest   vmx-08              \n"
-    "2       backup  [datastore1] backup/backup.vmx centos64Guest   vmx-08              \n";
+    "Vmid    Name                  File                   Guest OS       Version   Annotation\n"
+    "1      web01    [datastore1] web01/web01.vmx     centos64Guest   vmx-08              \n"
+    "2      backup   [datastore1] backup/backup.vmx   centos64Guest   vmx-08              \n";
+
+const char kVmA[] =
+    "Vmid   Name   File            Guest OS        Version   Annotation\n"
+    "1      a      [ds1] a/a.vmx   centos64Guest   vmx-08              \n";
 
 // The list file after web01 was suspended and the host entered maintenance.
 const char kSuspendedList[] =
@@ -204,7 +208,7 @@ TEST_F(ProgramFlow, HostThatRefusesMaintenanceIs13) {
 
 TEST_F(ProgramFlow, SuspendStillInProgressIs15) {
     ProgramResult r = Run(LoggedIn(false)
-                              .Answer(kAllVms, "Vmid Name File\n1 a x\n")
+                              .Answer(kAllVms, kVmA)
                               .Answer(State("1"), EsxiScript::PowerState("Powered on"))
                               .AnswerWithoutPrompt(esxi_cmd::Suspend("1"), "Suspending VM:\n")
                               .Sleep(3)
@@ -216,7 +220,7 @@ TEST_F(ProgramFlow, SuspendStillInProgressIs15) {
 
 TEST_F(ProgramFlow, ReplyThatNeverComesTimesOutWithZeroMinutes) {
     ProgramResult r = Run(LoggedIn(false)
-                              .Answer(kAllVms, "Vmid Name File\n1 a x\n")
+                              .Answer(kAllVms, kVmA)
                               .Answer(State("1"), EsxiScript::PowerState("Powered on"))
                               .Wait(),
                           "suspend_vms", {"-timeoutminutes", "0"});

@@ -2,13 +2,16 @@
 #ifndef VMNAP_ESXI_CLI_PARSER_H
 #define VMNAP_ESXI_CLI_PARSER_H
 
+#include <set>
+#include <string>
+
 #include "CliParser.h"
 
 namespace SshSrv {
 
 class ESXiCliParser : public CliParser {
 public:
-    ESXiCliParser() {}
+    ESXiCliParser() : m_bTableHeaderSeen(false) {}
     ~ESXiCliParser() override {}
 
     int Parse(const char* response, int command, SshServer* owner) override;
@@ -20,8 +23,13 @@ public:
     int ParsePowerOnVm(const char* response);
     int ParsePowerOffVm(const char* response);
     int ParseGetMaintenance(const char* response);
+    int ParseGetAllVms(const char* response);
     int ParseGetAllVmsLine(const char* line);
     int ParseGetVmStatusLine(const char* line);
+
+private:
+    bool m_bTableHeaderSeen;          // the VM table's header was read
+    std::set<std::string> m_tableIds;  // ids of the rows read so far
 };
 
 }  // namespace SshSrv

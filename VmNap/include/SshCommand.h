@@ -59,11 +59,24 @@ public:
         return "vim-cmd hostsvc/maintenance_mode_exit\n";
     }
 
+    // Only a VM id of 1 to 10 digits ever goes into a command.
+    static bool IsVmId(Env::String const& id) {
+        if (id.empty() || id.size() > kMaxIdDigits) return false;
+        for (char c : id)
+            if (c < '0' || c > '9') return false;
+        return true;
+    }
+
 private:
-    // The id replaces %s unchanged; the whole text is cut at 127 characters.
+    static const size_t kMaxIdDigits = 10;
+
+    // The id replaces %s. Any other id, or a text that would not fit whole,
+    // gives an empty command, which is never sent.
     static Env::String WithId(const char* pattern, Env::String const& id) {
         char buf[128] = {0};
-        snprintf(buf, sizeof(buf), pattern, id.c_str());
+        if (!IsVmId(id)) return Env::String();
+        int length = snprintf(buf, sizeof(buf), pattern, id.c_str());
+        if (length < 0 || static_cast<size_t>(length) >= sizeof(buf)) return Env::String();
         return Env::String(buf);
     }
 };

@@ -70,6 +70,8 @@ protected:
     // is traced under `op` with `sendText` or the reply's call text.
     int SendAndReceive(const char* op, const Env::String& command, const char* sendText,
                        char** ppResponse);
+    // The VM id the server's commands carry, for the trace of a refused one.
+    virtual Env::String CommandId() const { return Env::String(); }
 
     CliParser* m_pParser;
     Ssh::SshSession* m_pSshSession;
@@ -131,6 +133,9 @@ public:
     bool IsMarkedToReboot() const;
 
     static VirtualMachineServerStructure m_gVirtualMachineServerStructure;
+
+protected:
+    Env::String CommandId() const override { return GetId(); }
 
 private:
     int ChangePower(const PowerChange& change);

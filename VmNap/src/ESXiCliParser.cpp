@@ -6,6 +6,7 @@
 
 #include "SshCommand.h"
 #include "SshServer.h"
+#include "VmTableRow.h"
 #include "kel-tools-trace.h"
 #include "shell_prompt.h"
 #include "ssh_defines.h"
@@ -22,6 +23,8 @@ const char* const kParseLine = "parse line: %s\n";
 const char* const kUnknownCommand = "can't parse response line: unknown command type\n";
 const char* const kShowCommandsDone = "show commands executed successfully\n";
 const char* const kVmStatusFound = "vm status found: %s\n";
+const char* const kNoTableHeader = "the VM table has no header: not a VM listing\n";
+const char* const kIdListedAgain = "VM id %s is listed again, the line is not a VM\n";
 
 const char* const kHasErrorCatched = "ESXiCliParser::HasError error catched\n";
 const char* const kShowCommandsCatched = "ESXiCliParser::ParseShowCommands error catched\n";
@@ -31,10 +34,10 @@ const char* const kGetMaintenanceCatched = "ESXiCliParser::ParseGetMaintenance e
 
 bool contains(const char* text, const char* needle) { return strstr(text, needle) != NULL; }
 
-// One rule for the three power commands: the prompt means done, the progress
-// marker alone means the command still runs.
+// One rule for the three power commands: the prompt as the reply's last line
+// means done, the progress marker alone means the command still runs.
 int parse_power_reply(const char* response, const char* marker) {
-    if (has_shell_prompt(response)) return SSH_SUCCESS;
+    if (ends_with_shell_prompt(response)) return SSH_SUCCESS;
     if (contains(response, marker)) return SSH_PARSER_IN_PROGRESS;
     return SSH_CLI_CMD_FAILED_ERR;
 }
@@ -43,6 +46,8 @@ int parse_power_reply(const char* response, const char* marker) {
 
 int ESXiCliParser::Parse(const char* response, int command, SshServer* owner) {
     CliParser::Parse(response, command, owner);
+    m_bTableHeaderSeen = false;
+    m_tableIds.clear();
     switch (m_iCommand) {
         case SshCommand::SSH_CMD_ERROR:
             KelTrace(TRACE_DEBUG, "Parse", kCommandFailed);
@@ -52,6 +57,7 @@ int ESXiCliParser::Parse(const char* response, int command, SshServer* owner) {
         case ESXiCommand::ESX_CMD_POWERON_VM: return ParsePowerOnVm(response);
         case ESXiCommand::ESX_CMD_POWEROFF_VM: return ParsePowerOffVm(response);
         case ESXiCommand::ESX_CMD_GET_MAINTENANCE: return ParseGetMaintenance(response);
+        case ESXiCommand::ESX_CMD_GET_ALLVMS: return ParseGetAllVms(response);
         default: return ParseLines(response);
     }
 }
@@ -123,16 +129,31 @@ int ESXiCliParser::ParseGetMaintenance(const char* response) {
     }
 }
 
-// A row of the VM table: the id and the first word of the name.
+// The table's lines; a reply without the table's header is not a VM listing.
+int ESXiCliParser::ParseGetAllVms(const char* response) {
+    int rc = ParseLines(response);
+    if (rc != SSH_SUCCESS || m_pOwner == NULL || m_bTableHeaderSeen) return rc;
+    KelTrace(TRACE_DEBUG, "ParseGetAllVms", kNoTableHeader);
+    return SSH_CLI_CMD_FAILED_ERR;
+}
+
+// A line of the VM table: a row after the header adds its VM, with its whole
+// name. Lines before the header, the header itself, the further lines of a
+// note and a row whose id was listed already add nothing.
 int ESXiCliParser::ParseGetAllVmsLine(const char* line) {
     if (m_pOwner == NULL) return SSH_INTERNAL_ERR;
-    if (contains(line, "Vmid") && contains(line, "Name") && contains(line, "File"))
-        return SSH_SUCCESS;
     try {
-        int pos = 0;
-        Env::String id = GetToken(line, pos);
-        Env::String name = GetToken(line, pos);
-        m_pOwner->AddChild(id, name);
+        if (!m_bTableHeaderSeen) {
+            m_bTableHeaderSeen = IsVmTableHeader(line);
+            return SSH_SUCCESS;
+        }
+        VmTableRow row;
+        if (!ReadVmTableRow(line, &row)) return SSH_SUCCESS;
+        if (!m_tableIds.insert(row.id).second) {
+            KelTrace(TRACE_DEBUG, "ParseGetAllVmsLine", kIdListedAgain, row.id.c_str());
+            return SSH_SUCCESS;
+        }
+        m_pOwner->AddChild(Env::String(row.id.c_str()), Env::String(row.name.c_str()));
         return SSH_SUCCESS;
     } catch (...) {
         KelTrace(TRACE_ERROR, "ParseGetAllVmsLine", kGetAllVmsCatched);

@@ -16,6 +16,11 @@ namespace {
 
 const char* const kGetAllVmsStart = "get all virtual machines\n";
 const char* const kReplyContinues = "the reply goes on without the prompt, reading on\n";
+
+// How long the client must stay silent after a table that ends with the
+// prompt: a note line that reads like the prompt at a piece's end is followed
+// by the rest of the table at once, the real prompt by silence.
+const int kPromptSilenceMs = 100;
 const char* const kSuspendDone = "suspend finished successfully\n";
 const char* const kRebootDone = "reboot finished successfully\n";
 
@@ -77,12 +82,12 @@ int ESXiServer::GetAllVms() {
     }
 }
 
-// A long table comes in several pieces: reads on until the prompt is back and
-// joins them. A reply that already ends with the prompt is taken as it is.
+// A long table comes in several pieces: reads on until the text ends with the
+// prompt and the client has nothing more to say, and joins them.
 int ESXiServer::ReadToPrompt(const char* op, const char* first, std::string& text) {
     ReplyJoiner joiner;
     joiner.Add(first, m_pSshSession->LineEndCutBefore(), m_pSshSession->LineEndCutAfter());
-    while (!joiner.Complete()) {
+    while (!joiner.Complete() || m_pSshSession->OutputFollows(kPromptSilenceMs)) {
         KelTrace(TRACE_DEBUG, op, kReplyContinues);
         char* pResponse = NULL;
         int rc = m_pSshSession->GetResponse(&pResponse);

@@ -12,6 +12,9 @@ namespace {
 
 typedef Env::XmlAttrInvoker<SshServer> Attr;
 
+const char* const kCommandRefused =
+    "command not sent: the VM id '%.64s' is not a number of at most ten digits\n";
+
 }  // namespace
 
 SshServer::SshServerStructure SshServer::m_gSshServerStructure;
@@ -41,6 +44,11 @@ const Env::XmlObject::XmlObjectStructure& SshServer::GetXmlStructure() const {
 
 int SshServer::SendAndReceive(const char* op, const Env::String& command, const char* sendText,
                               char** ppResponse) {
+    // The command builders give no text for an id that may not reach the host.
+    if (command.empty()) {
+        KelTrace(TRACE_ERROR, op, kCommandRefused, CommandId().c_str());
+        return SSH_CLI_CMD_FAILED_ERR;
+    }
     int rc = m_pSshSession->SendCommand(command);
     if (rc != SSH_SUCCESS) return StepFailed(op, sendText, rc);
     rc = m_pSshSession->GetResponse(ppResponse);

@@ -38,16 +38,18 @@ TEST(ESXiCliParserBracketPrompt, PromptLineIsSkippedSilently) {
     EXPECT_EQ(std::string::npos, out.find("parse line"));
 }
 
-// Lines that only look a little like a prompt are rows like any other.
-TEST(ESXiCliParserBracketPrompt, RowsThatResembleAPromptAreStillListed) {
+// Names and notes that hold a prompt are a row's name and note lines, never the reply's end.
+TEST(ESXiCliParserBracketPrompt, NamesAndNotesThatHoldAPromptAreRowsAndNotes) {
     SshSrv::ESXiCliParser parser;
     RecordingServer owner;
     parser.Parse("Vmid   Name   File\r\n"
-                 "[root@esx01:~] x\r\n"
-                 "[ops@corp:/team]: ask first\r\n"
+                 "1      [root@x:~]   [ds] a/a.vmx   otherGuest   vmx-13   [root@esx01:~] \r\n"
+                 "[root@esx01:~] \r\n"
+                 "~ # \r\n"
+                 "2      db~ # 01     [ds] b/b.vmx   otherGuest   vmx-13\r\n"
                  "[root@esx01:~] ",
                  ESXiCommand::ESX_CMD_GET_ALLVMS, &owner);
-    EXPECT_EQ((Children{{"[root@esx01:~]", "x"}, {"[ops@corp:/team]:", "ask"}}), owner.children);
+    EXPECT_EQ((Children{{"1", "[root@x:~]"}, {"2", "db~ # 01"}}), owner.children);
 }
 
 TEST(ESXiCliParserBracketPrompt, PromptEndsTheThreePowerCommands) {

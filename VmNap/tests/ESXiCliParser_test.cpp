@@ -31,25 +31,43 @@ TEST(ESXiCliParserAllVms, OneChildPerRowInOrder) {
     EXPECT_EQ((Children{{"1", "VM1"}, {"12", "web"}}), owner.children);
 }
 
-TEST(ESXiCliParserAllVms, NameWithBlanksKeepsItsFirstWord) {
+TEST(ESXiCliParserAllVms, NameWithBlanksIsKeptWhole) {
     SshSrv::ESXiCliParser parser;
     RecordingServer owner;
-    parser.Parse("Vmid   Name   File\r\n12     my vm   [ds 2] my vm/my vm.vmx   otherGuest   vmx-08\r\n~ # ",
+    parser.Parse("Vmid   Name   File\r\n12     my  vm   [ds 2] my vm/my vm.vmx   otherGuest   vmx-08\r\n~ # ",
                  ESXiCommand::ESX_CMD_GET_ALLVMS, &owner);
-    EXPECT_EQ((Children{{"12", "my"}}), owner.children);
+    EXPECT_EQ((Children{{"12", "my  vm"}}), owner.children);
 }
 
-TEST(ESXiCliParserAllVms, NoteLinesAndEchoBecomeChildrenToo) {
+TEST(ESXiCliParserAllVms, OnlyRowsAfterTheHeaderAreVms) {
     SshSrv::ESXiCliParser parser;
     RecordingServer owner;
-    parser.Parse("vim-cmd vmsvc/getallvms\r\n"
-                 "Vmid   Name   File   Guest OS   Version   Annotation\r\n"
-                 "3      db     [ds] db/db.vmx   otherGuest   vmx-08    first line\r\n"
-                 "second line\r\n"
+    EXPECT_EQ(SSH_SUCCESS,
+              parser.Parse("vim-cmd vmsvc/getallvms\r\n"
+                           "Skipping invalid VM '6'\r\n"
+                           "Vmid   Name   File   Guest OS   Version   Annotation\r\n"
+                           "3      db     [ds] db/db.vmx   otherGuest   vmx-08    first line\r\n"
+                           "second line\r\n"
+                           "4 is the web server; $(touch /tmp/x)\r\n"
+                           "(c) 2023 ACME Corp\r\n"
+                           "~ # \r\n"
+                           "\r\n"
+                           "4      web    [ds] web/web.vmx   otherGuest   vmx-08              \r\n"
+                           "~ # ",
+                           ESXiCommand::ESX_CMD_GET_ALLVMS, &owner));
+    EXPECT_EQ((Children{{"3", "db"}, {"4", "web"}}), owner.children);
+}
+
+TEST(ESXiCliParserAllVms, ANoteLineThatRepeatsARowAddsNoSecondVm) {
+    SshSrv::ESXiCliParser parser;
+    RecordingServer owner;
+    parser.Parse("Vmid   Name   File   Guest OS   Version   Annotation\r\n"
+                 "1      db     [ds] db/db.vmx   otherGuest   vmx-08    see below\r\n"
+                 "2      web    [ds] web/web.vmx   otherGuest   vmx-08\r\n"
+                 "2      web    [ds] web/web.vmx   otherGuest   vmx-08              \r\n"
                  "~ # ",
                  ESXiCommand::ESX_CMD_GET_ALLVMS, &owner);
-    EXPECT_EQ((Children{{"vim-cmd", "vmsvc/getallvms"}, {"3", "db"}, {"second", "line"}}),
-              owner.children);
+    EXPECT_EQ((Children{{"1", "db"}, {"2", "web"}}), owner.children);
 }
 
 TEST(ESXiCliParserAllVms, WithoutOwnerNothingIsAddedAndItSucceeds) {
@@ -68,11 +86,21 @@ TEST(ESXiCliParserAllVms, ErrorTextAnywhereFailsTheWholeReply) {
     EXPECT_TRUE(owner.children.empty());
 }
 
-TEST(ESXiCliParserAllVms, HeaderRowNeedsAllThreeTitles) {
+TEST(ESXiCliParserAllVms, AReplyWithoutTheHeaderIsNotAListing) {
     SshSrv::ESXiCliParser parser;
     RecordingServer owner;
-    parser.Parse("Vmid Name\r\n~ # ", ESXiCommand::ESX_CMD_GET_ALLVMS, &owner);
-    EXPECT_EQ((Children{{"Vmid", "Name"}}), owner.children);
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR,
+              parser.Parse("Vmid Name\r\n1      db     [ds] db/db.vmx   otherGuest   vmx-08\r\n~ # ",
+                           ESXiCommand::ESX_CMD_GET_ALLVMS, &owner));
+    EXPECT_TRUE(owner.children.empty());
+}
+
+TEST(ESXiCliParserAllVms, AnEmptyTableIsAListing) {
+    SshSrv::ESXiCliParser parser;
+    RecordingServer owner;
+    EXPECT_EQ(SSH_SUCCESS, parser.Parse("Vmid   Name   File   Guest OS   Version   Annotation\r\n~ # ",
+                                        ESXiCommand::ESX_CMD_GET_ALLVMS, &owner));
+    EXPECT_TRUE(owner.children.empty());
 }
 
 TEST(ESXiCliParserStatus, PowerStateLineBecomesTheStatus) {

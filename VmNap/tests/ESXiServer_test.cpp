@@ -32,6 +32,15 @@ const char kThreeVms[] =
 
 const char kNoVms[] = "Vmid   Name   File   Guest OS   Version   Annotation\n";
 
+const char kVmsAB[] =
+    "Vmid   Name   File            Guest OS        Version   Annotation\n"
+    "1      a      [ds1] a/a.vmx   centos64Guest   vmx-08              \n"
+    "2      b      [ds1] b/b.vmx   centos64Guest   vmx-08              \n";
+
+const char kVmA[] =
+    "Vmid   Name   File            Guest OS        Version   Annotation\n"
+    "1      a      [ds1] a/a.vmx   centos64Guest   vmx-08              \n";
+
 // Login as the session does it: password, vim-cmd, maintenance query.
 EsxiScript LoggedIn(bool maintenance) {
     return EsxiScript::LoggedIn("root", "secret", maintenance);
@@ -86,7 +95,7 @@ TEST_F(HostTest, EmptyHostCountsAsPoweredOn) {
 
 TEST_F(HostTest, HostWithAllVmsOffIsNotPoweredOn) {
     Start(LoggedIn(false)
-              .Answer(kAllVms, "Vmid Name File\n1 a x\n2 b y\n")
+              .Answer(kAllVms, kVmsAB)
               .Answer(State("1"), EsxiScript::PowerState("Powered off"))
               .Answer(State("2"), EsxiScript::PowerState("Suspended"))
               .Wait());
@@ -96,7 +105,7 @@ TEST_F(HostTest, HostWithAllVmsOffIsNotPoweredOn) {
 
 TEST_F(HostTest, OneRunningVmMakesTheHostPoweredOn) {
     Start(LoggedIn(false)
-              .Answer(kAllVms, "Vmid Name File\n1 a x\n2 b y\n")
+              .Answer(kAllVms, kVmsAB)
               .Answer(State("1"), EsxiScript::PowerState("Powered on"))
               .Wait());
     EXPECT_EQ(SSH_SUCCESS, host_->IsPoweredOn());
@@ -142,7 +151,7 @@ TEST_F(HostTest, SuspendStopsAtTheFirstVmThatFails) {
 
 TEST_F(HostTest, SuspendLeavesAHostInMaintenanceAlone) {
     Start(LoggedIn(true)
-              .Answer(kAllVms, "Vmid Name File\n1 a x\n")
+              .Answer(kAllVms, kVmA)
               .Answer(State("1"), EsxiScript::PowerState("Powered on"))
               .Wait());
     EXPECT_EQ(SSH_SUCCESS, host_->Suspend());
@@ -232,8 +241,8 @@ TEST_F(HostTest, FailedPowerOnHasAlreadyClearedTheRebootFlag) {
 
 TEST_F(HostTest, ListingTwiceListsEveryVmTwice) {
     Start(EsxiScript()
-              .Answer(kAllVms, "Vmid Name File\n1 a x\n")
-              .Answer(kAllVms, "Vmid Name File\n1 a x\n")
+              .Answer(kAllVms, kVmA)
+              .Answer(kAllVms, kVmA)
               .Wait());
     host_->GetSession()->SetState(EXEC_REMOTE);
     EXPECT_EQ(SSH_SUCCESS, host_->GetAllVms());

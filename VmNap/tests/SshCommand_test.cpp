@@ -51,21 +51,34 @@ TEST(SshCommand, SuspendWithId12Is31Characters) {
     EXPECT_EQ(31u, text.size());
 }
 
-TEST(SshCommand, EmptyIdKeepsTheBlank) {
-    EXPECT_EQ("vim-cmd vmsvc/power.on \n", ESXiCommand::GetESX_CMD_POWERON_VM(""));
+// Only an id of digits goes into a command; anything else gives no command at all.
+TEST(SshCommand, AnIdThatIsNotDigitsGivesNoCommand) {
+    const char* ids[] = {"", "a b;$(x)|y", ";touch${IFS}/tmp/x", "`id`", "1 2", "1;", "-1",
+                         "12\n", " 12", "(c)", "~ #"};
+    for (const char* id : ids) {
+        EXPECT_EQ("", ESXiCommand::GetESX_CMD_GET_VMSTATUS(id)) << id;
+        EXPECT_EQ("", ESXiCommand::GetESX_CMD_SUSPEND_VM(id)) << id;
+        EXPECT_EQ("", ESXiCommand::GetESX_CMD_POWERON_VM(id)) << id;
+        EXPECT_EQ("", ESXiCommand::GetESX_CMD_POWEROFF_VM(id)) << id;
+    }
 }
 
-TEST(SshCommand, LongIdIsCutAt127Characters) {
-    Env::String text = ESXiCommand::GetESX_CMD_GET_VMSTATUS(std::string(200, '9').c_str());
-    ASSERT_EQ(127u, text.size());
-    EXPECT_EQ(0u, text.find("vim-cmd vmsvc/power.getstate 9"));
-    EXPECT_EQ('9', text.back());
-    EXPECT_EQ(std::string::npos, text.find('\n'));
+// A command is sent whole or not at all: an id too long for a command is refused, never cut.
+TEST(SshCommand, AnIdTooLongIsRefusedNotCut) {
+    EXPECT_EQ("", ESXiCommand::GetESX_CMD_GET_VMSTATUS(std::string(200, '9').c_str()));
+    EXPECT_EQ("", ESXiCommand::GetESX_CMD_GET_VMSTATUS("12345678901"));
+    EXPECT_EQ("vim-cmd vmsvc/power.getstate 1234567890\n",
+              ESXiCommand::GetESX_CMD_GET_VMSTATUS("1234567890"));
 }
 
-TEST(SshCommand, IdIsPassedThroughUnchanged) {
-    EXPECT_EQ("vim-cmd vmsvc/power.off a b;$(x)|y\n",
-              ESXiCommand::GetESX_CMD_POWEROFF_VM("a b;$(x)|y"));
+TEST(SshCommand, VmIdsAreOneToTenDigits) {
+    EXPECT_TRUE(ESXiCommand::IsVmId("0"));
+    EXPECT_TRUE(ESXiCommand::IsVmId("0012"));
+    EXPECT_TRUE(ESXiCommand::IsVmId("1234567890"));
+    EXPECT_FALSE(ESXiCommand::IsVmId(""));
+    EXPECT_FALSE(ESXiCommand::IsVmId("12345678901"));
+    EXPECT_FALSE(ESXiCommand::IsVmId("1a"));
+    EXPECT_FALSE(ESXiCommand::IsVmId("\xd9\xa3"));
 }
 
 }  // namespace

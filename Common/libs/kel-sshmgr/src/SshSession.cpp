@@ -177,6 +177,10 @@ SshCodes SshSession::GetResponse(char** ppResponse) {
     return StateToSshcode(retval);
 }
 
+bool SshSession::OutputFollows(int ms) const {
+    return get_bytes_avail(stdout_r) > 0 || wait_fdhandle(stdout_r, ms) > 0;
+}
+
 // Writes the answer DefaultParser prepared in m_command; false when nothing was written.
 bool SshSession::WriteAnswer() {
     int written = write_fdhandle(stdin_w, m_command);
@@ -287,6 +291,7 @@ int SshSession::DefaultParser(SshCodes& errcode) {
     try {
         KelTrace(TRACE_DEBUG, "DefaultParser", kMsgParserInProgress);
         m_command[0] = '\0';
+        if (m_state == EXEC_REMOTE) return ParseShellReply();
         if (is_host_key_mismatch(m_response)) return RefuseChangedHostKey(errcode);
         if (is_host_key_question(m_response)) {
             m_state = EXEC_KEY_EXCHANGE;
@@ -312,6 +317,16 @@ int SshSession::DefaultParser(SshCodes& errcode) {
     }
     errcode = StateToSshcode(errcode);
     return 0;
+}
+
+// Once the shell answers, a reply is the host's own output, VM names and notes
+// included: none of it is a question of the client. Only plink's own fatal
+// error, as the reply's last line, says that the connection is gone.
+int SshSession::ParseShellReply() {
+    const char* lf = strrchr(m_response, '\n');
+    if (!is_connection_lost(lf != NULL ? lf + 1 : m_response)) return 0;
+    m_state = EXEC_QUIT;
+    return 1;
 }
 
 // A changed host key is never trusted: Return cancels the connection, and the

@@ -13,6 +13,7 @@ namespace {
 const int kClosePolls = 5;
 const int kPollsBeforeTerm = 3;
 const int kPollMs = 1000;
+const char* const kFatalError = "FATAL ERROR:";
 const char* const kMsgTerminated = "client terminated forcibly\n";
 const char* const kMsgHostKeyChanged =
     "the host key of %s has changed: connection cancelled, no password sent\n";
@@ -61,6 +62,10 @@ bool is_password_prompt(const char* text) {
 }
 
 bool is_logout(const char* text) { return has(text, "logout") || has(text, "connection abort"); }
+
+bool is_connection_lost(const char* line) {
+    return strncmp(line, kFatalError, strlen(kFatalError)) == 0 && has(line, "connection abort");
+}
 
 int answer_quit_question(const char* text, bool quitting, char* answer, int answer_size) {
     bool unsaved = has(text, "system has unsaved changes");

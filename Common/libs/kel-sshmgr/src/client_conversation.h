@@ -28,6 +28,9 @@ void trace_host_key_changed(const char* caller, const char* host);
 bool is_password_prompt(const char* text);
 // The remote side logs out or dropped the connection.
 bool is_logout(const char* text);
+// `line` is plink's own report that the connection dropped ("FATAL ERROR: ...
+// connection abort").
+bool is_connection_lost(const char* line);
 
 // The questions and notices of a system that is logging out (unsaved changes,
 // "Configuration Saved", a bare y or n). Returns 1 when the text is handled,

@@ -38,8 +38,12 @@ size_t line_length(const char* line) {
     return lf != NULL ? static_cast<size_t>(lf - line) : strlen(line);
 }
 
-bool has_busybox_prompt(const char* line, size_t len) {
-    return std::string(line, len).find(kBusyboxPrompt) != std::string::npos;
+// The whole line is the prompt, with nothing after it but blanks: a "~ # "
+// inside a VM name or note is not the shell waiting.
+bool is_busybox_prompt_line(const char* line, size_t len) {
+    size_t prompt = strlen(kBusyboxPrompt);
+    return len >= prompt && strncmp(line, kBusyboxPrompt, prompt) == 0 &&
+           only_blanks(line + prompt, line + len);
 }
 
 }  // namespace
@@ -61,14 +65,13 @@ bool is_bracket_prompt_line(const char* line) {
 bool is_prompt_line(const char* line) {
     if (line == NULL) return false;
     size_t len = line_length(line);
-    return has_busybox_prompt(line, len) || is_bracket_prompt_line(line, len);
+    return is_busybox_prompt_line(line, len) || is_bracket_prompt_line(line, len);
 }
 
 bool has_shell_prompt(const char* text) {
     if (text == NULL) return false;
-    if (strstr(text, kBusyboxPrompt) != NULL) return true;
     for (const char* line = text;; ++line) {
-        if (is_bracket_prompt_line(line)) return true;
+        if (is_prompt_line(line)) return true;
         line = strchr(line, '\n');
         if (line == NULL) return false;
     }

@@ -51,10 +51,15 @@ TEST(BracketPrompt, LengthBoundsTheLine) {
     EXPECT_FALSE(is_bracket_prompt_line(nullptr));
 }
 
-TEST(PromptLine, TheOlderPromptCountsAnywhereInTheLineAsBefore) {
+TEST(PromptLine, TheOlderPromptIsAWholeLine) {
     EXPECT_TRUE(is_prompt_line("~ # "));
     EXPECT_TRUE(is_prompt_line("~ #"));
-    EXPECT_TRUE(is_prompt_line("x ~ # y"));
+    EXPECT_TRUE(is_prompt_line("~ #  \r"));
+    EXPECT_TRUE(is_prompt_line("~ # \nnext"));
+    EXPECT_FALSE(is_prompt_line("x ~ # y"));
+    EXPECT_FALSE(is_prompt_line("12     db~ # 01   [datastore1] db/db.vmx"));
+    EXPECT_FALSE(is_prompt_line("~ # vim-cmd"));
+    EXPECT_FALSE(is_prompt_line(" ~ # "));
     EXPECT_TRUE(is_prompt_line("[root@esx01:~] "));
     EXPECT_FALSE(is_prompt_line("~# "));
     EXPECT_FALSE(is_prompt_line("next\n~ # "));
@@ -67,6 +72,7 @@ TEST(HasShellPrompt, AnyLineOfTheText) {
     EXPECT_TRUE(has_shell_prompt("[root@esx01:~] \nSuspending VM:"));
     EXPECT_FALSE(has_shell_prompt("Suspending VM:\n"));
     EXPECT_FALSE(has_shell_prompt("Suspending VM:\n[root@esx01:~] x"));
+    EXPECT_FALSE(has_shell_prompt("1   db~ # 01   [ds] db/db.vmx\n"));
     EXPECT_FALSE(has_shell_prompt(""));
     EXPECT_FALSE(has_shell_prompt(nullptr));
 }
@@ -78,6 +84,7 @@ TEST(EndsWithShellPrompt, OnlyTheLastLine) {
     EXPECT_FALSE(ends_with_shell_prompt("~ # \nPowering on VM:"));
     EXPECT_FALSE(ends_with_shell_prompt("[root@esx01:~] \n"));
     EXPECT_FALSE(ends_with_shell_prompt("Powering on VM:\n[root@esx01:~] vim-cmd"));
+    EXPECT_FALSE(ends_with_shell_prompt("Vmid   Name\n12     db~ # "));
     EXPECT_FALSE(ends_with_shell_prompt(""));
     EXPECT_FALSE(ends_with_shell_prompt(nullptr));
 }

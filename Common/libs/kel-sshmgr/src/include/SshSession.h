@@ -32,6 +32,9 @@ public:
     // ends at a line end). Whoever joins pieces puts one back there.
     bool LineEndCutBefore() const { return m_bLineEndCutBefore; }
     bool LineEndCutAfter() const { return m_bLineEndCutAfter; }
+    // The client prints more within `ms` milliseconds: what looked like the end
+    // of a reply (a prompt-like line at a piece's end) was not.
+    bool OutputFollows(int ms) const;
     void CloseSession();
 
     SshState GetState() const { return m_state; }
@@ -80,6 +83,7 @@ private:
     bool WriteAnswer();
     int ParsePassword(SshCodes& errcode);
     int RefuseChangedHostKey(SshCodes& errcode);
+    int ParseShellReply();
     bool is_refused_password(const char* text) const;
     void TerminateClient();
     void CloseDescriptors();

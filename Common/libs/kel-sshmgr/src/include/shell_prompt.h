@@ -2,12 +2,13 @@
 // or passes over it: the session, the one-shot engine and the reply parsers.
 //
 // Two prompts are known:
-//   "~ # "                 ESXi 4.x and 5.x; recognised wherever "~ #" occurs in a line,
-//                          as the tool always has.
+//   "~ # "                 ESXi 4.x and 5.x: the whole line is "~ #" and nothing after it
+//                          but blanks.
 //   "[root@esx01:~] "      ESXi 6.0 and later (busybox PS1='[\u@\h:\w] '): the whole line is
 //                          '[', USER '@' HOST ':' PATH, ']' and nothing after it but blanks.
-// The bracket form is kept narrow so that no row of a VM table, annotation or error text
-// matches it: USER and HOST are single words, PATH starts with '~' or '/'.
+// Both are whole-line rules, so that no row of a VM table, annotation or error text that
+// merely holds a prompt's characters matches: in the bracket form USER and HOST are single
+// words and PATH starts with '~' or '/'.
 #ifndef KEL_SSHMGR_SHELL_PROMPT_H
 #define KEL_SSHMGR_SHELL_PROMPT_H
 
