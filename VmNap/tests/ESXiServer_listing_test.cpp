@@ -48,6 +48,15 @@ std::string TableCutAt(int vms, size_t offset) {
     return table;
 }
 
+// A table of `vms` rows whose first piece ends right after a note line `note` (a
+// further line of the note of the last row in that piece), before its line end.
+std::string TableWithNoteAtThePieceEnd(int vms, const std::string& note) {
+    std::string table = TableCutAt(vms, note.size());
+    const size_t header = table.find('\n') + 1;
+    const size_t rows = (kPiece - kEchoLength - note.size() - (header + 1)) / (kRowLength + 2);
+    return table.insert(header + rows * (kRowLength + 1), note + "\n");
+}
+
 // Rows that fill the first piece up to its last byte, when the table is cut at offset 0.
 int RowsInFirstPiece() {
     const size_t row = kRowLength + 2, shortest = sizeof(kHeader) - 1;
@@ -125,6 +134,18 @@ TEST_F(Listing, HostThatNeverReturnsThePromptTimesOut) {
     Finish();
     EXPECT_TRUE(host_->GetVMs().empty());
     EXPECT_TRUE(Traced("GetAllVms: m_pSshSession->GetResponse(&pResponse) failed, error code - 8\n"));
+}
+
+// A note line that reads exactly like the prompt ends the first piece: the rest of
+// the table follows at once, so the listing reads on and lists every VM.
+TEST_F(Listing, NoteLineLikeThePromptAtThePieceEnd) {
+    ListAndExpect(EsxiScript().Answer(kAllVms, TableWithNoteAtThePieceEnd(60, "~ # ")).Wait(), 60);
+    EXPECT_TRUE(Traced("GetAllVms: the reply goes on without the prompt, reading on\n"));
+}
+
+TEST_F(Listing, NoteLineLikeTheBracketPromptAtThePieceEnd) {
+    ListAndExpect(EsxiScript().Answer(kAllVms, TableWithNoteAtThePieceEnd(60, "[root@esx01:~] ")).Wait(),
+                  60);
 }
 
 TEST_F(Listing, TableThatFitsIsReadOnce) {
