@@ -3,6 +3,9 @@
 #ifndef VMNAP_SSH_SERVER_H
 #define VMNAP_SSH_SERVER_H
 
+#include <set>
+#include <string>
+
 #include "EnvString.h"
 #include "XmlObjAttr.h"
 #include "XmlObject.h"
@@ -131,6 +134,7 @@ public:
 
     // Suspended by this tool and waiting to be powered on again.
     bool IsMarkedToReboot() const;
+    void MarkToReboot();
 
     static VirtualMachineServerStructure m_gVirtualMachineServerStructure;
 
@@ -196,6 +200,12 @@ public:
 
     int GetAllVms();
     int GetMaintenance();
+
+    // The list file an earlier run left for this host: its marks carry over
+    // into this run's suspend as far as they still hold (ESXiRecord.cpp).
+    void TakeEarlierRecord(const ESXiServer& earlier);
+    // Some VM is still marked "to reboot": the job of an earlier suspend is not done.
+    bool AnyVmMarked() const;
     int EnterMaintenance();
     int ExitMaintenance();
 
@@ -235,6 +245,7 @@ public:
 
 private:
     void CreateParserAndSession();
+    void CarryOverMarks();
     bool MarkedVmsHavePlainIds() const;
     int ReadToPrompt(const char* op, const char* first, std::string& text);
     int ChangeMaintenance(const char* op, const Env::String& command, const char* sendText,
@@ -247,6 +258,8 @@ private:
     XmlObjAttrTimeout m_Timeout;
     XmlObjAttrMaintenanceMode m_MaintenanceMode;
     XmlObjAttrReboot m_Reboot;
+    std::set<std::string> m_earlierMarks;  // ids an earlier run marked "to reboot"
+    bool m_bEarlierReboot = false;          // an earlier run put the host into maintenance mode
 };
 
 }  // namespace SshSrv

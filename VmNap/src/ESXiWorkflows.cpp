@@ -60,6 +60,20 @@ int for_each_vm(Env::XmlObjectList& vms, const char* op, const char* call,
     return SSH_SUCCESS;
 }
 
+// Calls `step` on every VM in list order whatever the ones before did; each
+// failure is traced, the first one's code is the result.
+int for_every_vm(Env::XmlObjectList& vms, const char* op, const char* call,
+                 int (SshServer::*step)()) {
+    int first = SSH_SUCCESS;
+    for (Env::XmlObject* item : vms) {
+        SshServer* pVm = static_cast<SshServer*>(item);
+        int rc = (pVm->*step)();
+        if (rc != SSH_SUCCESS) StepFailed(op, call, rc);
+        if (first == SSH_SUCCESS) first = rc;
+    }
+    return first;
+}
+
 }  // namespace
 
 int ESXiServer::GetAllVms() {
@@ -159,6 +173,7 @@ int ESXiServer::Suspend() {
         if (rc != SSH_SUCCESS) return StepFailed(op, kGetAllVmsCall, rc);
         rc = for_each_vm(m_VMs, op, kVmUpdateStatusCall, &SshServer::UpdateStatus);
         if (rc != SSH_SUCCESS) return rc;
+        CarryOverMarks();
         if (!GetMaintenanceMode()) {
             rc = for_each_vm(m_VMs, op, kVmSuspendCall, &SshServer::Suspend);
             if (rc != SSH_SUCCESS) return rc;
@@ -174,19 +189,20 @@ int ESXiServer::Suspend() {
     }
 }
 
-// reboot_vms: leave maintenance mode and power on the VMs marked by an earlier
-// suspend run. The flag is cleared before the first VM is started.
+// reboot_vms: leave maintenance mode and power on every VM still marked by an
+// earlier suspend run, going on past one that does not start. The flag that
+// the tool put the host into maintenance mode is cleared once every VM is back.
 int ESXiServer::Reboot() {
     const char* op = "Reboot";
     int rc = SSH_SUCCESS;
     try {
         rc = Login();
         if (rc != SSH_SUCCESS) return StepFailed(op, kLoginCall, rc);
-        if (GetReboot()) {
+        if (GetReboot() || AnyVmMarked()) {
             rc = ExitMaintenance();
             if (rc != SSH_SUCCESS) return StepFailed(op, kExitMaintenanceCall, rc);
-            SetReboot(false);
-            rc = for_each_vm(m_VMs, op, kVmRebootCall, &SshServer::Reboot);
+            rc = for_every_vm(m_VMs, op, kVmRebootCall, &SshServer::Reboot);
+            if (!AnyVmMarked()) SetReboot(false);
             if (rc != SSH_SUCCESS) return rc;
         }
         KelTrace(TRACE_DEBUG, op, kRebootDone);

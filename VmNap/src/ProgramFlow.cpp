@@ -2,6 +2,7 @@
 // turn the outcome into the exit status.
 #include <memory>
 
+#include "EarlierRecord.h"
 #include "FileReplacement.h"
 #include "SshServer.h"
 #include "kel-tools-trace.h"
@@ -44,8 +45,10 @@ int reboot_vms(SshSrv::ESXiServer& host, const Env::String& listfile) {
     return rc;
 }
 
-// The file is written whatever happened, so that it records what was done.
+// The file is written whatever happened, so that it records what was done,
+// with the marks of an earlier run that still hold.
 int suspend_vms(SshSrv::ESXiServer& host, const Env::String& listfile) {
+    TakeEarlierRecord(host, listfile);
     int rc = host.Suspend();
     if (!host.Save(listfile)) {
         KelTrace(TRACE_ERROR, "main", kCantWrite);

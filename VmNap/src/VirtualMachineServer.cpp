@@ -110,6 +110,8 @@ const Env::XmlObject::XmlObjectStructure& VirtualMachineServer::GetXmlStructure(
 
 bool VirtualMachineServer::IsMarkedToReboot() const { return GetRebootStatus() == kToReboot; }
 
+void VirtualMachineServer::MarkToReboot() { SetRebootStatus(kToReboot); }
+
 int VirtualMachineServer::UpdateStatus() {
     const char* op = "UpdateStatus";
     try {
@@ -140,7 +142,7 @@ int VirtualMachineServer::IsPoweredOn() {
 int VirtualMachineServer::Suspend() {
     if (GetStatus() != kPoweredOn) return SSH_SUCCESS;
     int rc = ChangePower(kSuspend);
-    if (rc == SSH_SUCCESS) SetRebootStatus(kToReboot);
+    if (rc == SSH_SUCCESS) MarkToReboot();
     return rc;
 }
 

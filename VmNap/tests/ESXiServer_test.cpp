@@ -172,13 +172,31 @@ TEST_F(HostTest, HostThatStaysOutOfMaintenanceFailsTheSuspend) {
     EXPECT_TRUE(Traced("trace> Suspend: EnterMaintenance() failed, error code - 13\n"));
 }
 
-TEST_F(HostTest, RebootWithoutTheFlagOnlyLogsIn) {
+TEST_F(HostTest, RebootWithoutTheFlagAndWithoutMarksOnlyLogsIn) {
     Start(LoggedIn(true).Wait());
     host_->AddChild("1", "web");
-    Vm(0)->SetRebootStatus("to reboot");
+    Vm(0)->SetRebootStatus("rebooted");
     EXPECT_EQ(SSH_SUCCESS, host_->Reboot());
     EXPECT_EQ(std::string("secret\n") + kShow + kMaintenance, Finish());
     EXPECT_TRUE(Traced("trace> Reboot: reboot finished successfully\n"));
+}
+
+// The file of a suspend that stopped part-way: no flag, but a VM it suspended.
+TEST_F(HostTest, RebootWithoutTheFlagStartsTheMarkedVms) {
+    Start(LoggedIn(false)
+              .Answer(kExit, kExitTask)
+              .Answer(kMaintenance, EsxiScript::Maintenance(false))
+              .Answer(esxi_cmd::PowerOn("1"), "Powering on VM:\n")
+              .Answer(State("1"), EsxiScript::PowerState("Powered on"))
+              .Wait());
+    host_->AddChild("1", "web");
+    Vm(0)->SetRebootStatus("to reboot");
+    EXPECT_EQ(SSH_SUCCESS, host_->Reboot());
+    EXPECT_EQ(std::string("secret\n") + kShow + kMaintenance + kExit + kMaintenance +
+                  esxi_cmd::PowerOn("1") + State("1"),
+              Finish());
+    EXPECT_EQ("rebooted", Vm(0)->GetRebootStatus());
+    EXPECT_FALSE(host_->GetReboot());
 }
 
 TEST_F(HostTest, RebootStartsOnlyMarkedVms) {
@@ -219,12 +237,15 @@ TEST_F(HostTest, HostThatStaysInMaintenanceKeepsTheRebootFlag) {
     EXPECT_TRUE(Traced("trace> Reboot: ExitMaintenance() failed, error code - 13\n"));
 }
 
-TEST_F(HostTest, FailedPowerOnHasAlreadyClearedTheRebootFlag) {
+// A VM that does not start keeps its mark and the flag; the VMs after it are still started.
+TEST_F(HostTest, FailedPowerOnGoesOnAndKeepsTheMarkAndTheFlag) {
     Start(LoggedIn(true)
               .Answer(kExit, kExitTask)
               .Answer(kMaintenance, EsxiScript::Maintenance(false))
               .Answer(esxi_cmd::PowerOn("1"), "Powering on VM:\n")
               .Answer(State("1"), EsxiScript::PowerState("Suspended"))
+              .Answer(esxi_cmd::PowerOn("2"), "Powering on VM:\n")
+              .Answer(State("2"), EsxiScript::PowerState("Powered on"))
               .Wait());
     host_->SetReboot(true);
     host_->AddChild("1", "a");
@@ -233,10 +254,11 @@ TEST_F(HostTest, FailedPowerOnHasAlreadyClearedTheRebootFlag) {
     Vm(1)->SetRebootStatus("to reboot");
     EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, host_->Reboot());
     EXPECT_EQ(std::string("secret\n") + kShow + kMaintenance + kExit + kMaintenance + esxi_cmd::PowerOn("1") +
-                  State("1"),
+                  State("1") + esxi_cmd::PowerOn("2") + State("2"),
               Finish());
-    EXPECT_FALSE(host_->GetReboot());
-    EXPECT_EQ("to reboot", Vm(1)->GetRebootStatus());
+    EXPECT_TRUE(host_->GetReboot());
+    EXPECT_EQ("to reboot", Vm(0)->GetRebootStatus());
+    EXPECT_EQ("rebooted", Vm(1)->GetRebootStatus());
 }
 
 TEST_F(HostTest, ListingTwiceListsEveryVmTwice) {
