@@ -32,6 +32,8 @@ const char kHelpText[] =
     "\t[-h, help]\t\t\t display this help message\n"
     "\t[-D debug|info|verbose|quiet]\t\t print debug information, default quiet\n"
     "\t[-timeoutminutes]\t\t VM suspend/reboot timeout(min), default 5 min\n"
+    "\t[-loginseconds N]\t\t wait for the login at most N s of silence, default 120\n"
+    "\t[-replyseconds N]\t\t wait for any other reply at most N s of silence, default 120\n"
     "\n";
 
 ProgramResult RunVmNap(const std::vector<std::string>& args) {

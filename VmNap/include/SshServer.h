@@ -191,6 +191,13 @@ public:
     const char* ClassName() const override { return "ESXiServer"; }
     bool FromXml(const Env::XmlNode* node) override;
 
+    // Seconds of silence the session waits for the login and for any other
+    // reply than a VM's power operation; unset, the session's own limit holds.
+    void SetWaitLimits(int loginSeconds, int replySeconds) {
+        m_nLoginTimeout = loginSeconds;
+        m_nReplyTimeout = replySeconds;
+    }
+
     int Init();
     int Login() override;
     int Suspend() override;
@@ -258,6 +265,8 @@ private:
     XmlObjAttrTimeout m_Timeout;
     XmlObjAttrMaintenanceMode m_MaintenanceMode;
     XmlObjAttrReboot m_Reboot;
+    int m_nLoginTimeout = 0;
+    int m_nReplyTimeout = 0;
     std::set<std::string> m_earlierMarks;  // ids an earlier run marked "to reboot"
     bool m_bEarlierReboot = false;          // an earlier run put the host into maintenance mode
 };

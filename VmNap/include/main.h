@@ -51,6 +51,11 @@ struct ToolOptions {
     StringParameter password{"pwd"};
     IntParameter tracemode{"D", 0};
     IntParameter timeout{"timeoutminutes", 300};
+    // How long the tool waits in silence for the login (connection, host key,
+    // password, first prompt) and for any other reply of the host than a VM's
+    // power operation, in seconds.
+    IntParameter loginseconds{"loginseconds", 120};
+    IntParameter replyseconds{"replyseconds", 120};
 };
 
 // 0 when the options are complete, 1 on any error. Without -pwd (or with an

@@ -94,6 +94,7 @@ int ESXiServer::Init() {
     try {
         rc = m_pSshSession->Init();
         if (rc != SSH_SUCCESS) return rc;
+        if (m_nLoginTimeout > 0) m_pSshSession->SetTimeout(m_nLoginTimeout);
         return m_pSshSession->RunSshClient(GetHost().c_str(), GetUser().c_str(),
                                            GetPassword().c_str());
     } catch (...) {
@@ -112,6 +113,7 @@ int ESXiServer::Login() {
         rc = m_pSshSession->GetResponse(&pResponse);
         if (rc != SSH_SUCCESS) return StepFailed(op, kGetResponseCall, rc);
         m_pSshSession->SetState(EXEC_REMOTE);
+        if (m_nReplyTimeout > 0) m_pSshSession->SetTimeout(m_nReplyTimeout);
         rc = SendAndReceive(op, GET_ESXI_COMMAND(ESX_CMD_SHOW_COMMANDS), kShowCommandsSendCall,
                             &pResponse);
         if (rc != SSH_SUCCESS) return rc;

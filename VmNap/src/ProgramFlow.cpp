@@ -95,6 +95,7 @@ int run(const ToolOptions& options) {
     std::unique_ptr<SshSrv::ESXiServer> host(new SshSrv::ESXiServer(
         options.host.value, options.user.value, options.password.value));
     host->SetTimeout(options.timeout.value);
+    host->SetWaitLimits(options.loginseconds.value, options.replyseconds.value);
     status = host->Init();
     if (status == SSH_SUCCESS) status = RunMode(*host, options);
     return status;

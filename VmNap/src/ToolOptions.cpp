@@ -28,6 +28,8 @@ const char* const kUsageLines[] = {
     "\t[-h, help]\t\t\t display this help message",
     "\t[-D debug|info|verbose|quiet]\t\t print debug information, default quiet",
     "\t[-timeoutminutes]\t\t VM suspend/reboot timeout(min), default 5 min",
+    "\t[-loginseconds N]\t\t wait for the login at most N s of silence, default 120",
+    "\t[-replyseconds N]\t\t wait for any other reply at most N s of silence, default 120",
 };
 
 const char* const kMissedValue = "Invalid or missed %s value\n";
@@ -131,6 +133,21 @@ int take_timeout(ArgCursor& args, IntParameter& timeout) {
     return 0;
 }
 
+// A number of seconds: digits only, 1 to 86400.
+int take_seconds(ArgCursor& args, IntParameter& seconds) {
+    const int kMaxSeconds = 86400;
+    bool valid = args.NextValue() && strlen(args.Current()) <= 5 &&
+                 strspn(args.Current(), "0123456789") == strlen(args.Current());
+    int value = valid ? atoi(args.Current()) : 0;
+    if (value < 1 || value > kMaxSeconds) {
+        kel_trace(TRACE_ERROR, kMissedValue, seconds.name.c_str());
+        return 1;
+    }
+    seconds.value = value;
+    args.Advance();
+    return 0;
+}
+
 int parse_one(ArgCursor& args, ToolOptions& o) {
     char*& arg = args.Current();
     if (ArgCursor::IsOption(arg)) ++arg;
@@ -147,6 +164,8 @@ int parse_one(ArgCursor& args, ToolOptions& o) {
         return 0;
     }
     if (o.timeout.name == arg) return take_timeout(args, o.timeout);
+    if (o.loginseconds.name == arg) return take_seconds(args, o.loginseconds);
+    if (o.replyseconds.name == arg) return take_seconds(args, o.replyseconds);
     if (strcmp(arg, "help") == 0 || strcmp(arg, "h") == 0) {
         usage();
         exit(0);

@@ -26,9 +26,6 @@ namespace {
 
 typedef Env::XmlAttrInvoker<VirtualMachineServer> Attr;
 
-// Seconds the confirming status read may wait after a power command.
-const int kConfirmTimeout = 1000;
-
 const char* const kPoweredOn = "Powered on";
 const char* const kToReboot = "to reboot";
 const char* const kRebooted = "rebooted";
@@ -165,13 +162,13 @@ int VirtualMachineServer::ChangePower(const PowerChange& c) {
     try {
         KelTrace(TRACE_DEBUG, c.op, c.startFmt, GetId().c_str(), GetName().c_str(),
                  GetStatus().c_str());
+        int replyTimeout = m_pSshSession->GetTimeout();
         m_pSshSession->SetTimeout(GetTimeout());
         char* pResponse = NULL;
         int rc = SendAndReceive(c.op, c.command(GetId()), c.sendCall, &pResponse);
+        if (rc == SSH_SUCCESS) rc = ParseReply(c, pResponse);
+        m_pSshSession->SetTimeout(replyTimeout);  // the confirming read is an ordinary reply
         if (rc != SSH_SUCCESS) return rc;
-        rc = ParseReply(c, pResponse);
-        if (rc != SSH_SUCCESS) return rc;
-        m_pSshSession->SetTimeout(kConfirmTimeout);
         rc = UpdateStatus();
         if (rc != SSH_SUCCESS) return StepFailed(c.op, kUpdateStatusCall, rc);
         bool reached = GetStatus() == c.targetStatus;

@@ -191,6 +191,27 @@ TEST(ParseArgs, TimeoutIsGivenInMinutes) {
     EXPECT_EQ(120, Parse({"-timeoutminutes", "2abc"}).options.timeout.value);
 }
 
+// Every wait is bounded: the login and the ordinary replies by a minute or two unless the user says.
+TEST(ParseArgs, LoginAndReplyLimitsAreSecondsWithDefaultsOfTwoMinutes) {
+    ToolOptions o;
+    EXPECT_EQ(120, o.loginseconds.value);
+    EXPECT_EQ(120, o.replyseconds.value);
+    Parsed p = Parse({"-loginseconds", "30", "/replyseconds", "5"});
+    EXPECT_EQ(30, p.options.loginseconds.value);
+    EXPECT_EQ(5, p.options.replyseconds.value);
+    EXPECT_EQ(86400, Parse({"-replyseconds", "86400"}).options.replyseconds.value);
+}
+
+TEST(ParseArgs, ALimitThatIsNotAWholeNumberOfSecondsIsAnError) {
+    for (const char* value : {"0", "x", "2abc", "86401", "999999", "-5"}) {
+        Parsed p = Parse({"-replyseconds", value});
+        EXPECT_EQ(1, p.result) << value;
+        EXPECT_EQ("hh:mm:ss: Invalid or missed replyseconds value\n", p.output) << value;
+        EXPECT_EQ(120, p.options.replyseconds.value) << value;
+    }
+    EXPECT_EQ(1, Parse({"-loginseconds"}).result);
+}
+
 TEST(ParseArgs, NegativeTimeoutIsRejected) {
     Parsed p = Parse({"-timeoutminutes", "-5"});
     EXPECT_EQ(1, p.result);
