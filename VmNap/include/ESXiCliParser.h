@@ -24,6 +24,7 @@ public:
     int ParsePowerOffVm(const char* response);
     int ParseGetMaintenance(const char* response);
     int ParseGetAllVms(const char* response);
+    int ParseShutdownVm(const char* response);
     int ParseGetAllVmsLine(const char* line);
     int ParseGetVmStatusLine(const char* line);
 

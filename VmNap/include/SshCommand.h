@@ -32,7 +32,8 @@ public:
         ESX_CMD_GET_MAINTENANCE = 8,
         ESX_CMD_ENTER_MAINTENANCE = 9,
         ESX_CMD_EXIT_MAINTENANCE = 10,
-        ESX_CMD_LAST = 11
+        ESX_CMD_SHUTDOWN_VM = 11,  // the guest's own shutdown, through VMware Tools
+        ESX_CMD_LAST = 12
     };
 
     static Env::String GetESX_CMD_SHOW_COMMANDS() { return "vim-cmd\n"; }
@@ -48,6 +49,9 @@ public:
     }
     static Env::String GetESX_CMD_POWEROFF_VM(Env::String const& id) {
         return WithId("vim-cmd vmsvc/power.off %s\n", id);
+    }
+    static Env::String GetESX_CMD_SHUTDOWN_VM(Env::String const& id) {
+        return WithId("vim-cmd vmsvc/power.shutdown %s\n", id);
     }
     static Env::String GetESX_CMD_GET_MAINTENANCE() {
         return "vim-cmd hostsvc/hostsummary | grep inMaintenanceMode\n";

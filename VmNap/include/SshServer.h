@@ -92,6 +92,7 @@ class VirtualMachineServer : public SshServer {
 public:
     class XmlObjAttrId : public Env::XmlObjStrAttr<Env::String> {};
     class XmlObjAttrRebootStatus : public Env::XmlObjStrAttr<Env::String> {};
+    class XmlObjAttrStopped : public Env::XmlObjStrAttr<Env::String> {};
     class XmlObjAttrTimeout : public Env::XmlObjStrAttr<int> {
     public:
         XmlObjAttrTimeout() { m_val = 300; }
@@ -131,6 +132,17 @@ public:
     void SetTimeout(int const& v) { m_Timeout.Set(v); }
     Env::String GetTimeoutStr() const { return m_Timeout.GetStr(); }
     void SetTimeoutStr(const Env::String& v) { m_Timeout.SetStr(v); }
+    // How a run that falls back past refusals stopped the VM, or why it left it running.
+    Env::String GetStopped() const { return m_Stopped.Get(); }
+    void SetStopped(const Env::String& v) { m_Stopped.Set(v); }
+    Env::String GetStoppedStr() const { return m_Stopped.GetStr(); }
+    void SetStoppedStr(const Env::String& v) { m_Stopped.SetStr(v); }
+
+    // Asks the guest to shut down through VMware Tools (the host answers at once).
+    int Shutdown();
+    // Reads the state every few seconds until the VM is powered off (0) or
+    // `seconds` have passed (SSH_VERIFY_ERR).
+    int WaitUntilPoweredOff(int seconds);
 
     // Suspended by this tool and waiting to be powered on again.
     bool IsMarkedToReboot() const;
@@ -148,6 +160,7 @@ private:
     XmlObjAttrId m_Id;
     XmlObjAttrRebootStatus m_RebootStatus;
     XmlObjAttrTimeout m_Timeout;
+    XmlObjAttrStopped m_Stopped;
 };
 
 // The ESXi host: owns the session, the parser and the list of its VMs.

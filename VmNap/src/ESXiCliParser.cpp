@@ -16,6 +16,7 @@ namespace SshSrv {
 namespace {
 
 const char* const kErrorTexts[] = {"not found", "Invalid command", "syntax error:"};
+const char* const kShutdownRefusals[] = {"Cannot complete", "vim.fault.", "failed"};
 
 const char* const kCommandFailed = "ESXi vim-cmd command failed\n";
 const char* const kResponseError = "response contains error\n";
@@ -58,6 +59,7 @@ int ESXiCliParser::Parse(const char* response, int command, SshServer* owner) {
         case ESXiCommand::ESX_CMD_POWEROFF_VM: return ParsePowerOffVm(response);
         case ESXiCommand::ESX_CMD_GET_MAINTENANCE: return ParseGetMaintenance(response);
         case ESXiCommand::ESX_CMD_GET_ALLVMS: return ParseGetAllVms(response);
+        case ESXiCommand::ESX_CMD_SHUTDOWN_VM: return ParseShutdownVm(response);
         default: return ParseLines(response);
     }
 }
@@ -111,6 +113,15 @@ int ESXiCliParser::ParsePowerOnVm(const char* response) {
 
 int ESXiCliParser::ParsePowerOffVm(const char* response) {
     return parse_power_reply(response, "Powering off VM:");
+}
+
+// A guest shutdown that the host accepted prints nothing before the prompt; a
+// refusal (no VMware Tools in the guest, a fault) prints why.
+int ESXiCliParser::ParseShutdownVm(const char* response) {
+    if (!ends_with_shell_prompt(response)) return SSH_CLI_CMD_FAILED_ERR;
+    for (const char* refusal : kShutdownRefusals)
+        if (contains(response, refusal)) return SSH_CLI_CMD_FAILED_ERR;
+    return SSH_SUCCESS;
 }
 
 // The flag is read from the reply's own lines: a host name in a bracket prompt

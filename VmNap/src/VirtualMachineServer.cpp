@@ -1,4 +1,7 @@
 // Power operations on one virtual machine of the host.
+#include <time.h>
+#include <unistd.h>
+
 #include "CliParser.h"
 #include "OperationTrace.h"
 #include "SshCommand.h"
@@ -35,6 +38,17 @@ const char* const kStatusSendCall =
 const char* const kStatusParseCall =
     "m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_GET_VMSTATUS, this)";
 const char* const kPowerOnCall = "PowerOn()";
+const char* const kPoweredOff = "Powered off";
+const char* const kShutdownSendCall =
+    "m_pSshSession->SendCommand(GET_ESXI_COMMAND(ESX_CMD_SHUTDOWN_VM, GetId()))";
+const char* const kShutdownParseCall =
+    "m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_SHUTDOWN_VM, this)";
+const char* const kShutdownStart = "shut down the guest of VM, id: %s, name: %s\n";
+const char* const kShutdownCatched = "VirtualMachineServer::Shutdown error catched\n";
+const char* const kWaitCatched = "VirtualMachineServer::WaitUntilPoweredOff error catched\n";
+
+// How often the state is read while a guest shuts down (peers poll every 3 to 60 s).
+const unsigned kShutdownPollSeconds = 3;
 
 const char* const kUpdateStatusCatched = "VirtualMachineServer::UpdateStatus error catched\n";
 const char* const kIsPoweredOnCatched = "VirtualMachineServer::IsPoweredOn error catched\n";
@@ -90,6 +104,8 @@ VirtualMachineServer::VirtualMachineServerStructure::VirtualMachineServerStructu
                                       &VirtualMachineServer::SetRebootStatusStr));
     AddChild("Timeout",
              new Attr(&VirtualMachineServer::GetTimeoutStr, &VirtualMachineServer::SetTimeoutStr));
+    AddChild("Stopped",
+             new Attr(&VirtualMachineServer::GetStoppedStr, &VirtualMachineServer::SetStoppedStr));
 }
 
 VirtualMachineServer::VirtualMachineServer(Ssh::SshSession* pSession, CliParser* pParser)
@@ -144,6 +160,39 @@ int VirtualMachineServer::Suspend() {
 }
 
 int VirtualMachineServer::PowerOn() { return ChangePower(kPowerOn); }
+
+int VirtualMachineServer::Shutdown() {
+    const char* op = "Shutdown";
+    try {
+        KelTrace(TRACE_DEBUG, op, kShutdownStart, GetId().c_str(), GetName().c_str());
+        char* pResponse = NULL;
+        int rc = SendAndReceive(op, GET_ESXI_COMMAND(ESX_CMD_SHUTDOWN_VM, GetId()), kShutdownSendCall,
+                                &pResponse);
+        if (rc != SSH_SUCCESS) return rc;
+        rc = m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_SHUTDOWN_VM, this);
+        if (rc != SSH_SUCCESS) return StepFailed(op, kShutdownParseCall, rc);
+        return SSH_SUCCESS;
+    } catch (...) {
+        KelTrace(TRACE_ERROR, op, kShutdownCatched);
+        return SSH_INTERNAL_ERR;
+    }
+}
+
+int VirtualMachineServer::WaitUntilPoweredOff(int seconds) {
+    try {
+        time_t start = time(NULL);
+        for (;;) {
+            int rc = UpdateStatus();
+            if (rc != SSH_SUCCESS) return StepFailed("WaitUntilPoweredOff", kUpdateStatusCall, rc);
+            if (GetStatus() == kPoweredOff) return SSH_SUCCESS;
+            if (difftime(time(NULL), start) >= seconds) return SSH_VERIFY_ERR;
+            sleep(kShutdownPollSeconds);
+        }
+    } catch (...) {
+        KelTrace(TRACE_ERROR, "WaitUntilPoweredOff", kWaitCatched);
+        return SSH_INTERNAL_ERR;
+    }
+}
 
 int VirtualMachineServer::PowerOff() { return ChangePower(kPowerOff); }
 

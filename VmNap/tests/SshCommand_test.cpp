@@ -24,7 +24,8 @@ TEST(SshCommand, IdsHaveTheirFixedValues) {
     EXPECT_EQ(8, ESXiCommand::ESX_CMD_GET_MAINTENANCE);
     EXPECT_EQ(9, ESXiCommand::ESX_CMD_ENTER_MAINTENANCE);
     EXPECT_EQ(10, ESXiCommand::ESX_CMD_EXIT_MAINTENANCE);
-    EXPECT_EQ(11, ESXiCommand::ESX_CMD_LAST);
+    EXPECT_EQ(11, ESXiCommand::ESX_CMD_SHUTDOWN_VM);
+    EXPECT_EQ(12, ESXiCommand::ESX_CMD_LAST);
 }
 
 TEST(SshCommand, FixedTexts) {
@@ -43,6 +44,7 @@ TEST(SshCommand, VmTextsCarryTheId) {
     EXPECT_EQ("vim-cmd vmsvc/power.getstate 7\n", GET_ESXI_COMMAND(ESX_CMD_GET_VMSTATUS, id));
     EXPECT_EQ("vim-cmd vmsvc/power.on 7\n", GET_ESXI_COMMAND(ESX_CMD_POWERON_VM, id));
     EXPECT_EQ("vim-cmd vmsvc/power.off 7\n", GET_ESXI_COMMAND(ESX_CMD_POWEROFF_VM, id));
+    EXPECT_EQ("vim-cmd vmsvc/power.shutdown 7\n", GET_ESXI_COMMAND(ESX_CMD_SHUTDOWN_VM, id));
 }
 
 TEST(SshCommand, SuspendWithId12Is31Characters) {
@@ -60,6 +62,7 @@ TEST(SshCommand, AnIdThatIsNotDigitsGivesNoCommand) {
         EXPECT_EQ("", ESXiCommand::GetESX_CMD_SUSPEND_VM(id)) << id;
         EXPECT_EQ("", ESXiCommand::GetESX_CMD_POWERON_VM(id)) << id;
         EXPECT_EQ("", ESXiCommand::GetESX_CMD_POWEROFF_VM(id)) << id;
+        EXPECT_EQ("", ESXiCommand::GetESX_CMD_SHUTDOWN_VM(id)) << id;
     }
 }
 
