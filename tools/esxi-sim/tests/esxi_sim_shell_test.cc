@@ -148,4 +148,21 @@ TEST_F(EsxiSimShellTest, InvalidVmsAreSkippedWithALineEachBeforeTheTable) {
         shell_.Run("vim-cmd vmsvc/getallvms"));
 }
 
+// The names come back byte for byte, the one that looks like the prompt included: the table is read up to a
+// marker printed after it, not up to the prompt.
+TEST_F(EsxiSimShellTest, NamesLikePromptsAndPasswordQuestionsArePrintedAsTheyAre) {
+    Start("vm 1\nname two  blanks\nfile [ds] a/a.vmx\nvm 2\nname ~ # \nfile [ds] b/b.vmx\n"
+          "vm 3\nname [root@x:~]\nfile [ds] c/c.vmx\nvm 4\nname password:\nfile [ds] d/d.vmx\n");
+    shell_.process().Write("vim-cmd vmsvc/getallvms; echo END\n");
+    EXPECT_EQ(
+        "Vmid      Name           File       Guest OS   Version   Annotation\n"
+        "1      two  blanks   [ds] a/a.vmx                                  \n"
+        "2      ~ #           [ds] b/b.vmx                                  \n"
+        "3      [root@x:~]    [ds] c/c.vmx                                  \n"
+        "4      password:     [ds] d/d.vmx                                  \n"
+        "END\n",
+        shell_.Read("END\n"));
+    EXPECT_EQ("~ # ", shell_.Read("~ # "));
+}
+
 }  // namespace
