@@ -2,6 +2,7 @@
 // host's shell does with a command line (quoting, ";", "$( )", syntax errors, "&", pipes) and the command log.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -114,6 +115,20 @@ TEST_F(EsxiSimShellTest, ExecRequestIsLoggedAndRunByAsh) {
     EXPECT_EQ("Powered on\n", result.out);
     EXPECT_EQ("sh: foo: not found\n", result.err);
     EXPECT_EQ(std::vector<std::string>{"vim-cmd vmsvc/power.getstate 1 | grep Pow; foo"}, Logged());
+}
+
+// The log is a directory here, so no line can be written to it: nothing runs.
+TEST_F(EsxiSimShellTest, LineThatCannotBeLoggedIsNotRun) {
+    Start(kVms);
+    ASSERT_EQ(0, mkdir(esxisim::ShellLogPath(StatePath()).c_str(), 0755));
+    EXPECT_EQ("esxi-sim: the command is not run: cannot write " + esxisim::ShellLogPath(StatePath()) +
+                  ": Is a directory\n",
+              shell_.Run("touch " + dir_.file("touched")));
+    ProgramRun run;
+    run.path = ESXI_SIM_PATH;
+    run.args = {"--state", StatePath(), "-c", "touch " + dir_.file("touched")};
+    EXPECT_EQ(1, RunProgram(run).exit_status);
+    EXPECT_FALSE(dir_.Exists("touched"));
 }
 
 TEST_F(EsxiSimShellTest, LogoutEndsTheSession) {
