@@ -38,14 +38,17 @@ size_t Count(const std::string& text, const std::string& what) {
 
 class ClientFault : public RealClient {
 protected:
-    // Starts suspend_vms and waits until the host's shell sleeps in web01's slow suspend.
+    // Starts suspend_vms and waits until the host's vim-cmd sleeps in web01's slow suspend; shell_ is then
+    // the login shell sshd started for the session (esxi-sim, with the host's ash and that vim-cmd below it).
     void StartSuspendAndWaitForTheSlowVm() {
         ProgramRun run = Command("suspend_vms");
         std::vector<std::string> argv = {run.path};
         argv.insert(argv.end(), run.args.begin(), run.args.end());
         ASSERT_TRUE(tool_.Start(argv, run.env, run.cwd));
-        shell_ = WaitForProcess([this] { return sshd_.AccountProcesses(); }, "esxi-sim", true, kFindSeconds);
-        ASSERT_NE(0, shell_) << "no suspend in progress\n" << tool_.ReadFor(0.1);
+        pid_t suspend = WaitForProcess([this] { return sshd_.AccountProcesses(); }, "vim-cmd", true, kFindSeconds);
+        ASSERT_NE(0, suspend) << "no suspend in progress\n" << tool_.ReadFor(0.1);
+        shell_ = FindProcess(sshd_.AccountProcesses(), "esxi-sim", false);
+        ASSERT_NE(0, shell_) << "no login shell";
     }
 
     // The tool's plink (`ip netns exec` became VmNap, so the tool's pid is the one started).

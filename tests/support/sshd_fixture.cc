@@ -35,6 +35,7 @@ const char kPrivsepDir[] = "/run/sshd";
 const char kNetnsDir[] = "/run/netns/";
 const char kOwnAddress[] = "127.0.0.1";  // always listened on
 const int kPortWaitSeconds = 15;
+const char kShellFilesSuffix[] = ".d";  // the login shell's companion directory, copied along with it
 
 std::atomic<int> g_instances{0};
 
@@ -183,7 +184,21 @@ bool SshdFixture::InstallShell(const std::string& shell_program) {
     std::error_code error;
     fs::copy_file(shell_program, shell_path_, fs::copy_options::overwrite_existing, error);
     if (error) return Fail("cannot copy " + shell_program + ": " + error.message());
-    return chmod(shell_path_.c_str(), 0755) == 0 || Fail("cannot chmod " + shell_path_);
+    if (chmod(shell_path_.c_str(), 0755) != 0) return Fail("cannot chmod " + shell_path_);
+    return InstallShellFiles(shell_program);
+}
+
+// The program's companion directory, PROGRAM.d (the simulated host's bin directory and shell start-up
+// file), copied as it is: links stay links, so those relative to the program point at the copy. Owned by
+// root and readable by all, like a host's /bin: the account runs its commands but cannot change them.
+bool SshdFixture::InstallShellFiles(const std::string& shell_program) {
+    namespace fs = std::filesystem;
+    std::string source = shell_program + kShellFilesSuffix;
+    std::error_code error;
+    if (!fs::is_directory(source, error)) return true;
+    fs::copy(source, shell_path_ + kShellFilesSuffix,
+             fs::copy_options::recursive | fs::copy_options::copy_symlinks, error);
+    return !error || Fail("cannot copy " + source + ": " + error.message());
 }
 
 bool SshdFixture::CreateAccount() {

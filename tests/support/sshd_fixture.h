@@ -53,7 +53,8 @@ public:
         listen_addresses_.push_back({address, session_env});
     }
 
-    // Copies `shell_program` into shell_dir() (mode 0755, the directory owned by the test account), creates
+    // Copies `shell_program` into shell_dir() (mode 0755, the directory owned by the test account), and the
+    // directory `shell_program`.d beside it when there is one (the simulated host's bin directory), creates
     // the account with it as login shell, creates the namespace and starts sshd, and waits until port 22
     // accepts connections. On failure returns false and error() says why (the parts done are undone by Stop).
     bool Start(const std::string& shell_program);
@@ -98,6 +99,7 @@ private:
     bool Fail(const std::string& message);
     bool MakeDirectories();
     bool InstallShell(const std::string& shell_program);
+    bool InstallShellFiles(const std::string& shell_program);
     bool CreateAccount();
     bool WriteServerFiles();
     bool GenerateHostKey();

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -115,6 +116,23 @@ TEST_F(SshdFixtureTest, CreatesAccountNamespaceAndServer) {
     EXPECT_TRUE(Exists("/run/netns/" + sshd_.netns()));
     EXPECT_TRUE(ProcessRuns(sshd_.sshd_pid()));
     EXPECT_EQ(0, access(sshd_.shell_path().c_str(), X_OK));
+}
+
+// The shell's companion directory comes along: links relative to the shell point at the installed copy,
+// and the account can use but not change what is in it.
+TEST_F(SshdFixtureTest, CompanionDirectoryOfTheShellIsCopiedWithItsLinks) {
+    std::filesystem::create_directories(shell_source_.file("tiny-shell.d/bin"));
+    shell_source_.Write("tiny-shell.d/rc", "settings\n");
+    ASSERT_EQ(0, symlink("../../tiny-shell", shell_source_.file("tiny-shell.d/bin/me").c_str()));
+    StartServer();
+    std::string copy = sshd_.shell_path() + ".d";
+    EXPECT_EQ("settings\n", ReadFile(copy + "/rc"));
+    ASSERT_TRUE(std::filesystem::is_symlink(copy + "/bin/me"));
+    EXPECT_TRUE(std::filesystem::equivalent(copy + "/bin/me", sshd_.shell_path()));
+    struct stat st;
+    ASSERT_EQ(0, stat((copy + "/bin").c_str(), &st));
+    EXPECT_EQ(0u, st.st_uid);
+    EXPECT_EQ(0u, st.st_mode & 022);
 }
 
 TEST_F(SshdFixtureTest, EnterNamespaceReachesTheServerFromThisProcess) {

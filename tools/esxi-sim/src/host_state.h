@@ -30,6 +30,7 @@ struct HostState {
     bool in_maintenance = false;                         // entered only while no VM is powered on
     long task_counter = 1;         // numbers the maintenance task references
     std::vector<VmState> vms;
+    std::vector<std::string> invalid_vms;  // ids of VMs getallvms skips, each with a line before the table
 
     VmState* FindVm(const std::string& id);
     const VmState* FindVm(const std::string& id) const;

@@ -54,6 +54,11 @@ bool ParseProfile(const std::string& value, const VersionProfile** out) {
     return *out != nullptr;
 }
 
+bool AddInvalidVm(const std::string& id, HostState* host) {
+    host->invalid_vms.push_back(id);
+    return !id.empty();
+}
+
 // Hosts refuse maintenance while a VM runs, always; older state files still say so with this switch.
 bool AcceptRefusalSwitch(const std::string& value) { return value == kYes; }
 
@@ -66,6 +71,7 @@ bool ApplyHostKey(const std::string& key, const std::string& value, HostState* h
     else if (key == "maintenance") *ok = ParseBool(value, &host->in_maintenance);
     else if (key == "refuse_maintenance_while_running") *ok = AcceptRefusalSwitch(value);
     else if (key == "task_counter") *ok = ParseNumber(value, &host->task_counter);
+    else if (key == "invalid_vm") *ok = AddInvalidVm(value, host);
     else return false;
     return true;
 }
@@ -180,6 +186,7 @@ std::string FormatState(const HostState& host) {
     if (host.prompt != PromptStyle::kVersion) out << "prompt " << PromptWord(host.prompt) << "\n";
     out << "maintenance " << (host.in_maintenance ? kYes : kNo) << "\n"
         << "task_counter " << host.task_counter << "\n";
+    for (const std::string& id : host.invalid_vms) out << "invalid_vm " << id << "\n";
     for (const VmState& vm : host.vms) FormatVm(vm, out);
     return out.str();
 }

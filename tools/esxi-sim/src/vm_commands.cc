@@ -26,7 +26,7 @@ int GetAllVms(const StateStore& store, std::ostream& out) {
     HostState host;
     std::string error;
     if (!store.Read(&host, &error)) return ReportStateError(error);
-    out << FormatVmTable(host.vms, host.profile->annotation_width);
+    out << FormatSkippedVms(host.invalid_vms) << FormatVmTable(host.vms, host.profile->annotation_width);
     return 0;
 }
 

@@ -12,6 +12,8 @@ using Row = std::array<std::string, kColumns>;
 
 const Row kTitles = {"Vmid", "Name", "File", "Guest OS", "Version", "Annotation"};
 const char kSeparator[] = "   ";
+// An ESXi 6.5 host's getallvms in a blog post's capture; ghettoVCB issue #270 shows the same line (for '30').
+const char kSkippingInvalidVm[] = "Skipping invalid VM '";
 
 Row Cells(const VmState& vm) {
     return {vm.id, vm.name, vm.file, vm.guest_os, vm.version, vm.note};
@@ -50,6 +52,12 @@ std::string FormatVmTable(const std::vector<VmState>& vms, size_t annotation_wid
     std::string table = Join(kTitles, widths, true);
     for (const Row& row : rows) table += Join(row, widths, false);
     return table;
+}
+
+std::string FormatSkippedVms(const std::vector<std::string>& ids) {
+    std::string lines;
+    for (const std::string& id : ids) lines += kSkippingInvalidVm + id + "'\n";
+    return lines;
 }
 
 }  // namespace esxisim

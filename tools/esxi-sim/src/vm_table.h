@@ -15,6 +15,10 @@ namespace esxisim {
 // The Annotation column is at least `annotation_width` wide (hosts of 7.0 and later: see profiles/).
 std::string FormatVmTable(const std::vector<VmState>& vms, size_t annotation_width = 0);
 
+// "Skipping invalid VM 'ID'", one line per id, which hosts print before the table for a registered VM
+// they cannot load.
+std::string FormatSkippedVms(const std::vector<std::string>& ids);
+
 }  // namespace esxisim
 
 #endif

@@ -284,8 +284,8 @@ TEST_F(EsxiSimTest, BracketPromptOfNewerHosts) {
 
 TEST_F(EsxiSimTest, UnknownCommandIsNotFoundLikeBusybox) {
     Start("");
-    EXPECT_EQ("-sh: shutdown: not found\n", Run("shutdown -h now"));
-    EXPECT_EQ("-sh: esxcli2: not found\n", Run("vim-cmd | esxcli2"));
+    EXPECT_EQ("sh: shutdown: not found\n", Run("shutdown -h now"));
+    EXPECT_EQ("sh: esxcli2: not found\n", Run("vim-cmd | esxcli2"));
 }
 
 TEST_F(EsxiSimTest, UnknownVimCmdCommandIsAnInvalidCommand) {

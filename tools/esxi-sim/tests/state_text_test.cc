@@ -76,6 +76,29 @@ TEST(StateTextTest, FormatReadsBackToTheSameHost) {
     EXPECT_EQ("ends in a line feed\n", again.vms[1].note);
 }
 
+TEST(StateTextTest, InvalidVmsAreKeptInOrderAndWrittenAfterTheHostKeys) {
+    HostState host;
+    std::string error;
+    ASSERT_TRUE(ParseState("vm 1\ninvalid_vm 6\ninvalid_vm 30\n", &host, &error)) << error;
+    EXPECT_EQ((std::vector<std::string>{"6", "30"}), host.invalid_vms);
+    EXPECT_EQ(
+        "hostname localhost\n"
+        "esxi_version 5.5\n"
+        "maintenance no\n"
+        "task_counter 1\n"
+        "invalid_vm 6\n"
+        "invalid_vm 30\n"
+        "vm 1\n"
+        "name \n"
+        "file \n"
+        "guest \n"
+        "version \n"
+        "power off\n"
+        "refuse_suspend no\n"
+        "suspend_seconds 0\n",
+        FormatState(host));
+}
+
 TEST(StateTextTest, CarriageReturnsAtLineEndsAreIgnored) {
     HostState host;
     std::string error;
@@ -102,6 +125,7 @@ const BadText kBadTexts[] = {
     {"task_counter many\n", "line 1: bad value for task_counter"},
     {"esxi_version 9.9\n", "line 1: bad value for esxi_version"},
     {"refuse_maintenance_while_running no\n", "line 1: bad value for refuse_maintenance_while_running"},
+    {"invalid_vm\n", "line 1: bad value for invalid_vm"},
 };
 
 TEST(StateTextTest, BadLineIsRefusedWithItsNumberAndReason) {

@@ -67,6 +67,31 @@ TEST(VmTableTest, MultiLineNoteIsPrintedRawAndWidensTheAnnotationColumn) {
         FormatVmTable(vms));
 }
 
+// A vCLS VM (empty datastore brackets, as ESXi 9.0 lists them), and names that hold two blanks in a row or
+// look like a prompt or a password question: every cell printed as it is, padded like any other.
+TEST(VmTableTest, OddFilesAndNamesArePrintedAsTheyAre) {
+    std::vector<VmState> vms = {
+        Vm("1", "vCLS-1", "[] /var/run/crx/infra/vCLS-1/vCLS-1.vmx", "other4xLinux64Guest", "vmx-15"),
+        Vm("2", "two  blanks", "[ds] a/a.vmx", "otherGuest", "vmx-08"),
+        Vm("3", "~ # ", "[ds] b/b.vmx", "otherGuest", "vmx-08"),
+        Vm("4", "[root@x:~]", "[ds] c/c.vmx", "otherGuest", "vmx-08"),
+        Vm("5", "password:", "[ds] d/d.vmx", "otherGuest", "vmx-08"),
+    };
+    EXPECT_EQ(
+        "Vmid      Name                        File                          Guest OS         Version   Annotation\n"
+        "1      vCLS-1        [] /var/run/crx/infra/vCLS-1/vCLS-1.vmx   other4xLinux64Guest   vmx-15              \n"
+        "2      two  blanks   [ds] a/a.vmx                              otherGuest            vmx-08              \n"
+        "3      ~ #           [ds] b/b.vmx                              otherGuest            vmx-08              \n"
+        "4      [root@x:~]    [ds] c/c.vmx                              otherGuest            vmx-08              \n"
+        "5      password:     [ds] d/d.vmx                              otherGuest            vmx-08              \n",
+        FormatVmTable(vms));
+}
+
+TEST(VmTableTest, SkippedVmsAreOneLineEach) {
+    EXPECT_EQ("Skipping invalid VM '6'\nSkipping invalid VM '30'\n", FormatSkippedVms({"6", "30"}));
+    EXPECT_EQ("", FormatSkippedVms({}));
+}
+
 TEST(VmTableTest, NoMachinesGivesTheHeaderAlone) {
     EXPECT_EQ("Vmid   Name   File   Guest OS   Version   Annotation\n", FormatVmTable({}));
 }

@@ -1,0 +1,58 @@
+#include "host_programs.h"
+
+#include <algorithm>
+
+#include "vim_cmd.h"
+
+namespace esxisim {
+
+namespace {
+
+const char kVimCmd[] = "vim-cmd";
+const char kVmware[] = "vmware";
+const char kHostname[] = "hostname";
+const char kVmwareUsage[] = "usage: vmware -v\n";
+const int kNotAHostProgram = 127;
+
+int Hostname(const StateStore& store, std::ostream& out) {
+    HostState host;
+    std::string error;
+    if (!store.Read(&host, &error)) return ReportStateError(error);
+    out << host.hostname << "\n";
+    return 0;
+}
+
+// "vmware -v": the product and build of the host's version profile.
+int Vmware(const std::vector<std::string>& args, const StateStore& store, std::ostream& out) {
+    if (args.size() != 1 || args[0] != "-v") {
+        out << kVmwareUsage;
+        return 1;
+    }
+    HostState host;
+    std::string error;
+    if (!store.Read(&host, &error)) return ReportStateError(error);
+    out << VersionLine(*host.profile) << "\n";
+    return 0;
+}
+
+}  // namespace
+
+const std::vector<std::string>& HostProgramNames() {
+    static const std::vector<std::string> names = {kVimCmd, kVmware, kHostname};
+    return names;
+}
+
+bool IsHostProgram(const std::string& name) {
+    const std::vector<std::string>& names = HostProgramNames();
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+int RunHostProgram(const std::string& name, const std::vector<std::string>& args, const StateStore& store,
+                   std::ostream& out) {
+    if (name == kVimCmd) return RunVimCmd(args, store, out);
+    if (name == kVmware) return Vmware(args, store, out);
+    if (name == kHostname) return Hostname(store, out);
+    return kNotAHostProgram;
+}
+
+}  // namespace esxisim
