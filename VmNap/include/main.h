@@ -2,6 +2,9 @@
 #ifndef VMNAP_MAIN_H
 #define VMNAP_MAIN_H
 
+#include <string>
+#include <vector>
+
 #include "EnvString.h"
 
 namespace SshSrv {
@@ -42,6 +45,24 @@ struct IntParameter {
     IntParameter& operator=(const IntParameter& other) = default;
 };
 
+// An option that may be given more than once, each value a comma-separated list.
+struct ListParameter {
+    Env::String name;
+    std::vector<std::string> values;
+
+    ListParameter() {}
+    explicit ListParameter(const Env::String& n) : name(n) {}
+};
+
+// An option that is there or not.
+struct FlagParameter {
+    Env::String name;
+    bool value = false;
+
+    FlagParameter() {}
+    explicit FlagParameter(const Env::String& n) : name(n) {}
+};
+
 // The parsed command line.
 struct ToolOptions {
     IntParameter mode{"mode", SshSrv::SRV_OP_UNDEF};
@@ -56,6 +77,14 @@ struct ToolOptions {
     // power operation, in seconds.
     IntParameter loginseconds{"loginseconds", 120};
     IntParameter replyseconds{"replyseconds", 120};
+    // suspend_vms: what to do with a VM that will not suspend (stop, skip,
+    // shutdown, poweroff), how long a guest shutdown may take, the VMs handled
+    // last and the ones never touched; -dryrun only says what would be done.
+    StringParameter onrefusal{"onrefusal", "stop"};
+    IntParameter shutdownminutes{"shutdownminutes", 5};
+    ListParameter last{"last"};
+    ListParameter skip{"skip"};
+    FlagParameter dryrun{"dryrun"};
 };
 
 // 0 when the options are complete, 1 on any error. Without -pwd (or with an

@@ -2,6 +2,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "SuspendPolicy.h"
 #include "kel-tools-trace.h"
 #include "main.h"
 
@@ -30,6 +31,12 @@ const char* const kUsageLines[] = {
     "\t[-timeoutminutes]\t\t VM suspend/reboot timeout(min), default 5 min",
     "\t[-loginseconds N]\t\t wait for the login at most N s of silence, default 120",
     "\t[-replyseconds N]\t\t wait for any other reply at most N s of silence, default 120",
+    "\t[-onrefusal stop|skip|shutdown|poweroff]\t a VM that will not suspend: end the run (default),",
+    "\t\tleave it running, shut its guest down, or shut it down and then power it off",
+    "\t[-shutdownminutes N]\t\t wait for a guest shutdown, default 5 min",
+    "\t[-last LIST]\t\t\t VM ids or names handled after all others, in this order",
+    "\t[-skip LIST]\t\t\t VM ids or names never touched",
+    "\t[-dryrun]\t\t\t say what the run would do, change nothing",
 };
 
 const char* const kMissedValue = "Invalid or missed %s value\n";
@@ -148,6 +155,55 @@ int take_seconds(ArgCursor& args, IntParameter& seconds) {
     return 0;
 }
 
+int take_onrefusal(ArgCursor& args, StringParameter& onrefusal) {
+    SshSrv::OnRefusal policy;
+    if (!args.NextValue() || !SshSrv::ParseOnRefusal(args.Current(), &policy)) {
+        kel_trace(TRACE_ERROR, kMissedValue, onrefusal.name.c_str());
+        return 1;
+    }
+    onrefusal.value = args.Current();
+    args.Advance();
+    return 0;
+}
+
+int take_list(ArgCursor& args, ListParameter& list) {
+    if (!args.NextValue() || SshSrv::SplitVmList(args.Current()).empty()) {
+        kel_trace(TRACE_ERROR, kMissedValue, list.name.c_str());
+        return 1;
+    }
+    for (const std::string& entry : SshSrv::SplitVmList(args.Current())) list.values.push_back(entry);
+    args.Advance();
+    return 0;
+}
+
+int take_minutes(ArgCursor& args, IntParameter& minutes) {
+    const int kMaxMinutes = 1440;
+    bool valid = args.NextValue() && strlen(args.Current()) <= 4 &&
+                 strspn(args.Current(), "0123456789") == strlen(args.Current());
+    int value = valid ? atoi(args.Current()) : -1;
+    if (value < 0 || value > kMaxMinutes) {
+        kel_trace(TRACE_ERROR, kMissedValue, minutes.name.c_str());
+        return 1;
+    }
+    minutes.value = value;
+    args.Advance();
+    return 0;
+}
+
+// The options of the suspend run's policy; -1 when `arg` is none of them.
+int parse_policy_option(ArgCursor& args, const char* arg, ToolOptions& o) {
+    if (o.onrefusal.name == arg) return take_onrefusal(args, o.onrefusal);
+    if (o.shutdownminutes.name == arg) return take_minutes(args, o.shutdownminutes);
+    if (o.last.name == arg) return take_list(args, o.last);
+    if (o.skip.name == arg) return take_list(args, o.skip);
+    if (o.dryrun.name == arg) {
+        o.dryrun.value = true;
+        args.Advance();
+        return 0;
+    }
+    return -1;
+}
+
 int parse_one(ArgCursor& args, ToolOptions& o) {
     char*& arg = args.Current();
     if (ArgCursor::IsOption(arg)) ++arg;
@@ -166,6 +222,8 @@ int parse_one(ArgCursor& args, ToolOptions& o) {
     if (o.timeout.name == arg) return take_timeout(args, o.timeout);
     if (o.loginseconds.name == arg) return take_seconds(args, o.loginseconds);
     if (o.replyseconds.name == arg) return take_seconds(args, o.replyseconds);
+    int policy = parse_policy_option(args, arg, o);
+    if (policy >= 0) return policy;
     if (strcmp(arg, "help") == 0 || strcmp(arg, "h") == 0) {
         usage();
         exit(0);

@@ -1,0 +1,68 @@
+#include "DryRun.h"
+
+#include <string>
+
+#include "SshServer.h"
+#include "kel-tools-trace.h"
+
+namespace SshSrv {
+
+namespace {
+
+const char* const kPoweredOn = "Powered on";
+const char* const kVmLine = "dry run: VM %s %s (%s): %s\n";
+const char* const kHostLine = "dry run: host: %s\n";
+const char* const kNothing = "nothing to do";
+const char* const kStaysMarked = "nothing to do, stays marked to reboot";
+const char* const kSuspend = "suspend";
+const char* const kSkipped = "left running (-skip)";
+const char* const kPowerOn = "power on";
+const char* const kEnter = "enter maintenance mode";
+const char* const kAlreadyIn = "already in maintenance mode, nothing to do";
+const char* const kNotEntered = "not put into maintenance mode: a VM would be left running";
+const char* const kExit = "leave maintenance mode";
+
+void TellVm(const VirtualMachineServer* vm, const std::string& what) {
+    kel_trace(TRACE_ALWAYS, kVmLine, vm->GetId().c_str(), vm->GetName().c_str(), vm->GetStatus().c_str(),
+              what.c_str());
+}
+
+std::string Fallback(const SuspendPolicy& policy) {
+    std::string wait = std::to_string(policy.shutdownSeconds / 60) + " min";
+    switch (policy.onRefusal) {
+        case OnRefusal::kSkip: return "; if refused: leave it running";
+        case OnRefusal::kShutdown: return "; if refused: shut its guest down, wait up to " + wait;
+        case OnRefusal::kPowerOff:
+            return "; if refused: shut its guest down, wait up to " + wait + ", then power it off";
+        default: return "; if refused: stop the run";
+    }
+}
+
+}  // namespace
+
+void TellSuspendPlan(const ESXiServer& host, const VmOrder& order, const SuspendPolicy& policy) {
+    bool inMaintenance = host.GetMaintenanceMode();
+    for (const VirtualMachineServer* vm : order.handled) {
+        bool runs = vm->GetStatus() == kPoweredOn;
+        if (runs && !inMaintenance) TellVm(vm, kSuspend + Fallback(policy));
+        else TellVm(vm, vm->IsMarkedToReboot() ? kStaysMarked : kNothing);
+    }
+    bool leftRunning = false;
+    for (const VirtualMachineServer* vm : order.skipped) {
+        bool runs = vm->GetStatus() == kPoweredOn;
+        leftRunning = leftRunning || runs;
+        TellVm(vm, runs ? kSkipped : (vm->IsMarkedToReboot() ? kStaysMarked : kNothing));
+    }
+    kel_trace(TRACE_ALWAYS, kHostLine, inMaintenance ? kAlreadyIn : (leftRunning ? kNotEntered : kEnter));
+}
+
+void TellRebootPlan(const ESXiServer& host) {
+    bool acts = host.GetReboot() || host.AnyVmMarked();
+    kel_trace(TRACE_ALWAYS, kHostLine, acts ? kExit : kNothing);
+    for (const Env::XmlObject* item : host.GetVMs()) {
+        const VirtualMachineServer* vm = static_cast<const VirtualMachineServer*>(item);
+        TellVm(vm, vm->IsMarkedToReboot() ? kPowerOn : kNothing);
+    }
+}
+
+}  // namespace SshSrv
