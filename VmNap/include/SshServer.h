@@ -7,6 +7,7 @@
 #include <string>
 
 #include "EnvString.h"
+#include "SuspendPolicy.h"
 #include "XmlObjAttr.h"
 #include "XmlObject.h"
 #include "XmlObjectList.h"
@@ -211,6 +212,10 @@ public:
         m_nReplyTimeout = replySeconds;
     }
 
+    // What suspend_vms does beyond suspending (SuspendPolicy.h), and whether
+    // either workflow only says what it would do.
+    void SetSuspendPolicy(const SuspendPolicy& policy) { m_policy = policy; }
+
     int Init();
     int Login() override;
     int Suspend() override;
@@ -266,6 +271,8 @@ public:
 private:
     void CreateParserAndSession();
     void CarryOverMarks();
+    int OrderTheVms(VmOrder* order);
+    int StopTheVms(const VmOrder& order, bool* leftRunning);
     bool MarkedVmsHavePlainIds() const;
     int ReadToPrompt(const char* op, const char* first, std::string& text);
     int ChangeMaintenance(const char* op, const Env::String& command, const char* sendText,
@@ -278,6 +285,7 @@ private:
     XmlObjAttrTimeout m_Timeout;
     XmlObjAttrMaintenanceMode m_MaintenanceMode;
     XmlObjAttrReboot m_Reboot;
+    SuspendPolicy m_policy;
     int m_nLoginTimeout = 0;
     int m_nReplyTimeout = 0;
     std::set<std::string> m_earlierMarks;  // ids an earlier run marked "to reboot"

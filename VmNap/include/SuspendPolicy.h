@@ -11,6 +11,10 @@ namespace SshSrv {
 
 class VirtualMachineServer;
 
+// The exit status of a suspend run that left some VM running: the host was
+// not asked to enter maintenance mode.
+const int kStatusVmsLeftRunning = 18;
+
 // For a running VM that does not end up suspended (refused or failed):
 //   kStop      end the run there, as the tool always has;
 //   kSkip      leave it running and go on with the others;

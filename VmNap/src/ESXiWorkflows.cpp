@@ -3,11 +3,13 @@
 #include <string>
 
 #include "CliParser.h"
+#include "DryRun.h"
 #include "OperationTrace.h"
 #include "ReplyJoiner.h"
 #include "SshCommand.h"
 #include "SshServer.h"
 #include "SshSession.h"
+#include "VmStopping.h"
 #include "ssh_defines.h"
 
 namespace SshSrv {
@@ -23,6 +25,9 @@ const char* const kReplyContinues = "the reply goes on without the prompt, readi
 const int kPromptSilenceMs = 100;
 const char* const kSuspendDone = "suspend finished successfully\n";
 const char* const kRebootDone = "reboot finished successfully\n";
+const char* const kNoSuchVm = "no VM of the host has the id or name '%s' (-last, -skip)\n";
+const char* const kLeftRunningNoMaintenance =
+    "some VM still runs: the host was not put into maintenance mode\n";
 
 const char* const kGetAllVmsCatched = "ESXiServer::GetAllVms error catched\n";
 const char* const kGetMaintenanceCatched = "ESXiServer::IsInMaintenanceMode error catched\n";
@@ -161,6 +166,31 @@ int ESXiServer::ExitMaintenance() {
     }
 }
 
+// The VMs in the order the policy gives; a -last or -skip entry that names no
+// VM is a command-line error, found before anything changes on the host.
+int ESXiServer::OrderTheVms(VmOrder* order) {
+    std::vector<VirtualMachineServer*> listed;
+    for (Env::XmlObject* item : m_VMs) listed.push_back(static_cast<VirtualMachineServer*>(item));
+    std::string unmatched;
+    if (OrderVms(listed, m_policy, order, &unmatched)) return SSH_SUCCESS;
+    KelTrace(TRACE_ERROR, "Suspend", kNoSuchVm, unmatched.c_str());
+    return SSH_INVALID_PARAM_ERR;
+}
+
+// Stops every running VM in order under the refusal policy; a failure that
+// ends the run is traced and returned. `leftRunning` tells whether one still runs.
+int ESXiServer::StopTheVms(const VmOrder& order, bool* leftRunning) {
+    *leftRunning = false;
+    for (VirtualMachineServer* vm : order.handled) {
+        VmStopResult result = StopVm(*vm, m_policy);
+        if (result.fate == VmFate::kFailed) return StepFailed("Suspend", kVmSuspendCall, result.code);
+        if (result.fate == VmFate::kLeftRunning) *leftRunning = true;
+    }
+    for (VirtualMachineServer* vm : order.skipped)
+        if (LeaveVmAlone(*vm, m_policy) == VmFate::kLeftRunning) *leftRunning = true;
+    return SSH_SUCCESS;
+}
+
 // suspend_vms: stop the running VMs, mark them and enter maintenance mode. A
 // host already in maintenance mode is left alone.
 int ESXiServer::Suspend() {
@@ -174,9 +204,21 @@ int ESXiServer::Suspend() {
         rc = for_each_vm(m_VMs, op, kVmUpdateStatusCall, &SshServer::UpdateStatus);
         if (rc != SSH_SUCCESS) return rc;
         CarryOverMarks();
+        VmOrder order;
+        rc = OrderTheVms(&order);
+        if (rc != SSH_SUCCESS) return rc;
+        if (m_policy.dryRun) {
+            TellSuspendPlan(*this, order, m_policy);
+            return SSH_SUCCESS;
+        }
         if (!GetMaintenanceMode()) {
-            rc = for_each_vm(m_VMs, op, kVmSuspendCall, &SshServer::Suspend);
+            bool leftRunning = false;
+            rc = StopTheVms(order, &leftRunning);
             if (rc != SSH_SUCCESS) return rc;
+            if (leftRunning) {
+                KelTrace(TRACE_ERROR, op, kLeftRunningNoMaintenance);
+                return kStatusVmsLeftRunning;
+            }
             rc = EnterMaintenance();
             if (rc != SSH_SUCCESS) return StepFailed(op, kEnterMaintenanceCall, rc);
             SetReboot(true);
@@ -198,6 +240,10 @@ int ESXiServer::Reboot() {
     try {
         rc = Login();
         if (rc != SSH_SUCCESS) return StepFailed(op, kLoginCall, rc);
+        if (m_policy.dryRun) {
+            TellRebootPlan(*this);
+            return SSH_SUCCESS;
+        }
         if (GetReboot() || AnyVmMarked()) {
             rc = ExitMaintenance();
             if (rc != SSH_SUCCESS) return StepFailed(op, kExitMaintenanceCall, rc);

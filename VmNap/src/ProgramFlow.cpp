@@ -86,6 +86,16 @@ int RunMode(SshSrv::ESXiServer& host, const ToolOptions& options) {
 
 namespace {
 
+SshSrv::SuspendPolicy PolicyOf(const ToolOptions& options) {
+    SshSrv::SuspendPolicy policy;
+    SshSrv::ParseOnRefusal(options.onrefusal.value, &policy.onRefusal);
+    policy.shutdownSeconds = options.shutdownminutes.value * 60;
+    policy.last = options.last.values;
+    policy.skip = options.skip.values;
+    policy.dryRun = options.dryrun.value;
+    return policy;
+}
+
 int run(const ToolOptions& options) {
     kel_set_trace(static_cast<unsigned int>(options.tracemode.value));
     kel_trace(TRACE_ALWAYS, kBanner, VMNAP_VER_MAJOR, VMNAP_VER_MINOR, VMNAP_VER_BUILD,
@@ -96,6 +106,7 @@ int run(const ToolOptions& options) {
         options.host.value, options.user.value, options.password.value));
     host->SetTimeout(options.timeout.value);
     host->SetWaitLimits(options.loginseconds.value, options.replyseconds.value);
+    host->SetSuspendPolicy(PolicyOf(options));
     status = host->Init();
     if (status == SSH_SUCCESS) status = RunMode(*host, options);
     return status;
