@@ -182,7 +182,10 @@ public:
     const char* ClassName() const override { return "ESXiServer"; }
     bool FromXml(const Env::XmlNode* node) override;
 
-    int Init();
+    // Starts the client for the host's own address, or for `address`
+    // whatever host a list file loaded before names (the file keeps its own).
+    int Init() { return Init(GetHost()); }
+    int Init(const Env::String& address);
     int Login() override;
     int Suspend() override;
     int Reboot() override;

@@ -8,6 +8,7 @@
 #include "SshCommand.h"
 #include "SshServer.h"
 #include "SshSession.h"
+#include "StopRequest.h"
 #include "ssh_defines.h"
 
 namespace SshSrv {
@@ -18,6 +19,7 @@ const char* const kGetAllVmsStart = "get all virtual machines\n";
 const char* const kReplyContinues = "the reply goes on without the prompt, reading on\n";
 const char* const kSuspendDone = "suspend finished successfully\n";
 const char* const kRebootDone = "reboot finished successfully\n";
+const char* const kStopBeforeStep = "stop requested, %s ends before its next step\n";
 
 const char* const kGetAllVmsCatched = "ESXiServer::GetAllVms error catched\n";
 const char* const kGetMaintenanceCatched = "ESXiServer::IsInMaintenanceMode error catched\n";
@@ -44,10 +46,19 @@ const char* const kVmRebootCall = "pVm->Reboot()";
 const char* const kEnterMaintenanceCall = "EnterMaintenance()";
 const char* const kExitMaintenanceCall = "ExitMaintenance()";
 
+// A stop asked for from outside ends a workflow before its next step (the
+// step in flight has finished); what was done so far stays recorded.
+bool stop_before_next_step(const char* op) {
+    if (!StopRequest::Requested()) return false;
+    KelTrace(TRACE_DEBUG, op, kStopBeforeStep, op);
+    return true;
+}
+
 // Calls `step` on every VM in list order; the first failure is traced and ends the walk.
 int for_each_vm(Env::XmlObjectList& vms, const char* op, const char* call,
                 int (SshServer::*step)()) {
     for (Env::XmlObject* item : vms) {
+        if (stop_before_next_step(op)) return StopRequest::kStatusStopped;
         SshServer* pVm = static_cast<SshServer*>(item);
         int rc = (pVm->*step)();
         if (rc != SSH_SUCCESS) return StepFailed(op, call, rc);
@@ -157,6 +168,7 @@ int ESXiServer::Suspend() {
         if (!GetMaintenanceMode()) {
             rc = for_each_vm(m_VMs, op, kVmSuspendCall, &SshServer::Suspend);
             if (rc != SSH_SUCCESS) return rc;
+            if (stop_before_next_step(op)) return StopRequest::kStatusStopped;
             rc = EnterMaintenance();
             if (rc != SSH_SUCCESS) return StepFailed(op, kEnterMaintenanceCall, rc);
             SetReboot(true);
@@ -178,6 +190,7 @@ int ESXiServer::Reboot() {
         rc = Login();
         if (rc != SSH_SUCCESS) return StepFailed(op, kLoginCall, rc);
         if (GetReboot()) {
+            if (stop_before_next_step(op)) return StopRequest::kStatusStopped;
             rc = ExitMaintenance();
             if (rc != SSH_SUCCESS) return StepFailed(op, kExitMaintenanceCall, rc);
             SetReboot(false);
