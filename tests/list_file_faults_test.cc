@@ -44,10 +44,13 @@ class ListFileFaults : public RealClient {
 protected:
     bool LoggedIn() const { return sshd_.ReadSshdLog().find(kLogin) != std::string::npos; }
 
-    // suspend_vms into `dir`, which holds the old list file: the host enters maintenance all the same
-    // (a host without VMs keeps the run short), the file cannot be replaced, and the old one stays.
+    // suspend_vms into `dir`, which holds the old list file. A read-only directory is found out before
+    // the client starts: the host is left as it is and plink never starts. A full one takes a new empty
+    // file, so only the save at the end fails: the host enters maintenance all the same (a host without
+    // VMs keeps the run short). Either way the old file stays.
     void SuspendKeepsTheOldFile(const PrivateTmpfs& dir, bool read_only) {
         std::string path = work_.file("lists/esxi_vms.xml");
+        ASSERT_TRUE(remote_.CountPlinkStarts()) << remote_.error();
         SetHost(Host("no", 1));
         ASSERT_TRUE(dir.ok()) << "cannot mount a tmpfs";
         WriteFileAt(path, "old record\n");
@@ -56,9 +59,12 @@ protected:
         }
         ProgramResult r = Run("suspend_vms", {"ListFile=" + path});
         EXPECT_EQ(2, r.exit_status) << Explain(r);
-        EXPECT_EQ(std::string(kBanner) + "hh:mm:ss: Save: can't write xml file\n"
-                  "hh:mm:ss: main: can't write esxi server structure to xml\n", r.out);
-        EXPECT_EQ(Host("yes", 2), HostNow());
+        std::string failed_save = read_only ? "" : "hh:mm:ss: Save: can't write xml file\n";
+        EXPECT_EQ(std::string(kBanner) + failed_save + "hh:mm:ss: main: can't write esxi server structure to xml\n",
+                  r.out);
+        EXPECT_EQ(read_only ? Host("no", 1) : Host("yes", 2), HostNow());
+        EXPECT_EQ(read_only ? 0 : 1, remote_.PlinkStarts());
+        EXPECT_EQ(!read_only, LoggedIn()) << sshd_.ReadSshdLog();
         EXPECT_EQ("old record\n", ReadFile(path));
         EXPECT_FALSE(Exists(path + ".bak"));
     }
@@ -70,8 +76,9 @@ protected:
         ASSERT_TRUE(out.good()) << path;
     }
 
-    // reboot_vms on the list file `text`: refused (status 2) before any password or command is sent.
+    // reboot_vms on the list file `text`: refused (status 2) before plink is started.
     void RebootSendsNothing(const std::string& text) {
+        ASSERT_TRUE(remote_.CountPlinkStarts()) << remote_.error();
         SetHost(kHostAfterSuspend);
         work_.Write(kListFile, text);
         ProgramResult r = Run("reboot_vms");
@@ -80,11 +87,12 @@ protected:
             << r.out;
         EXPECT_EQ(kHostAfterSuspend, HostNow());
         EXPECT_FALSE(LoggedIn()) << sshd_.ReadSshdLog();
+        EXPECT_EQ(0, remote_.PlinkStarts());
         EXPECT_EQ(text, ListNow());
     }
 };
 
-TEST_F(ListFileFaults, SuspendIntoAReadOnlyDirectoryIs2AndKeepsTheOldFile) {
+TEST_F(ListFileFaults, SuspendIntoAReadOnlyDirectoryIs2BeforePlinkStartsAndKeepsTheOldFile) {
     PrivateTmpfs dir(work_.file("lists"), "64k");
     SuspendKeepsTheOldFile(dir, true);
 }

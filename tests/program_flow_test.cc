@@ -165,12 +165,22 @@ TEST_F(ProgramFlow, SuspendVmsWritesTheMarkedList) {
     EXPECT_EQ(kSuspendedList, ListFile());
 }
 
-TEST_F(ProgramFlow, SuspendVmsToAMissingDirectoryStillSuspends) {
+// Where the list file cannot be created, nothing is suspended: the client is never started.
+TEST_F(ProgramFlow, SuspendVmsToAMissingDirectoryIs2BeforeTheClientStarts) {
     ProgramResult r = Run(SuspendingTwoVms().Wait(), "suspend_vms",
                           {"ListFile=no-such-dir/vms.xml"});
     EXPECT_EQ(2, r.exit_status);
-    EXPECT_NE(std::string::npos, r.out.find("main: can't write esxi server structure to xml\n"));
-    EXPECT_NE(std::string::npos, dir_.Received().find(esxi_cmd::Suspend("1") + State("1") + kEnter));
+    EXPECT_EQ(std::string(kBanner) + "hh:mm:ss: main: can't write esxi server structure to xml\n", r.out);
+    EXPECT_EQ(0, dir_.Pid());
+    EXPECT_EQ("", dir_.Received());
+}
+
+TEST_F(ProgramFlow, DebugTraceNamesThePathThatTakesNoNewFile) {
+    ProgramResult r = Run(SuspendingTwoVms().Wait(), "suspend_vms",
+                          {"ListFile=no-such-dir/vms.xml", "-D", "debug"});
+    EXPECT_EQ(2, r.exit_status);
+    EXPECT_NE(std::string::npos, r.out.find("no new file can be created beside no-such-dir/vms.xml\n")) << r.out;
+    EXPECT_EQ(0, dir_.Pid());
 }
 
 TEST_F(ProgramFlow, VmThatRefusesToSuspendIs11AndTheFileRecordsIt) {

@@ -2,6 +2,8 @@
 // tests/support/real_client_fixture.h): the modes, the login and the host's answers.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <string>
 #include <vector>
 
@@ -47,6 +49,20 @@ TEST_F(RealClient, FirstContactAnswersTheHostKeyQuestionAndTheSecondUsesTheCache
     EXPECT_EQ(0, second.exit_status) << Explain(second);
     EXPECT_EQ(std::string::npos, second.out.find("The host key is not cached")) << second.out;
     EXPECT_EQ(cache, ReadFile(HostKeyCache()));
+}
+
+// plink creates its host-key cache with the file-creation mask the tool gives it, not with the one the
+// tool was started with (here none at all): no group or world access.
+TEST_F(RealClient, HostKeyCacheIsPrivateWhateverTheToolsFileCreationMask) {
+    SetHost(Host("no", 1));
+    ASSERT_FALSE(Exists(HostKeyCache()));
+    mode_t before = umask(0);
+    ProgramResult r = Run("account_check");
+    umask(before);
+    ASSERT_EQ(0, r.exit_status) << Explain(r);
+    struct stat st;
+    ASSERT_EQ(0, stat(HostKeyCache().c_str(), &st)) << HostKeyCache();
+    EXPECT_EQ(0600u, st.st_mode & 07777) << std::oct << (st.st_mode & 07777);
 }
 
 TEST_F(RealClient, CheckMaintenanceModeOnAHostInMaintenanceIs0) {
@@ -95,24 +111,29 @@ TEST_F(RealClient, HostRefusingTheConnectionIs3AndSuspendVmsStillWritesTheListFi
     EXPECT_EQ(kHostBeforeSuspend, HostNow());
 }
 
-// A list file that cannot be written makes the status 2, whatever the suspend did: here plink gave up
-// (3 otherwise) and nothing on the host was suspended.
-TEST_F(RealClient, UnwritableListFileIs2AlsoWhenNothingWasSuspended) {
-    host_ = "127.0.0.2";
+// A list file that could not be written is found out before the client starts: nothing on the host,
+// which would answer, is suspended, and plink is never started.
+TEST_F(RealClient, ListFileInAMissingDirectoryIs2AndPlinkNeverStarts) {
+    ASSERT_TRUE(remote_.CountPlinkStarts()) << remote_.error();
     SetHost(kHostBeforeSuspend);
     ProgramResult r = Run("suspend_vms", {"ListFile=no-such-dir/vms.xml"});
     EXPECT_EQ(2, r.exit_status) << Explain(r);
-    EXPECT_NE(std::string::npos, r.out.find("hh:mm:ss: main: can't write esxi server structure to xml\n"));
+    EXPECT_EQ(std::string(kBanner) + "hh:mm:ss: main: can't write esxi server structure to xml\n", r.out);
     EXPECT_EQ(kHostBeforeSuspend, HostNow());
+    EXPECT_EQ(0, remote_.PlinkStarts());
+    EXPECT_EQ(std::string::npos, sshd_.ReadSshdLog().find("Accepted password for ")) << sshd_.ReadSshdLog();
+    EXPECT_FALSE(Exists(work_.file("no-such-dir")));
 }
 
 TEST_F(RealClient, RebootVmsWithoutAListFileIs2AndNeverConnects) {
+    ASSERT_TRUE(remote_.CountPlinkStarts()) << remote_.error();
     SetHost(kHostAfterSuspend);
     ProgramResult r = Run("reboot_vms", {"ListFile=missing.xml"});
     EXPECT_EQ(2, r.exit_status) << Explain(r);
     EXPECT_NE(std::string::npos, r.out.find("hh:mm:ss: main: can't read esxi server structure from xml\n"));
     EXPECT_EQ(kHostAfterSuspend, HostNow());
     EXPECT_FALSE(Exists(HostKeyCache()));
+    EXPECT_EQ(0, remote_.PlinkStarts());
 }
 
 // A second suspend_vms finds the host in maintenance, changes nothing, and saves the VMs without marks:

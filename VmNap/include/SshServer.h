@@ -216,7 +216,10 @@ public:
     // either workflow only says what it would do.
     void SetSuspendPolicy(const SuspendPolicy& policy) { m_policy = policy; }
 
-    int Init();
+    // Starts the client for the host's own address, or for `address`
+    // whatever host a list file loaded before names (the file keeps its own).
+    int Init() { return Init(GetHost()); }
+    int Init(const Env::String& address);
     int Login() override;
     int Suspend() override;
     int Reboot() override;

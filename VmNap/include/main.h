@@ -99,8 +99,9 @@ namespace SshSrv {
 class ESXiServer;
 }
 
-// Runs the mode chosen in `options` on a host whose client is started;
-// returns the exit status of that mode.
+// Runs the mode chosen in `options` on a host whose client is started (for
+// reboot_vms, with the list file already loaded into it); returns the exit
+// status of that mode.
 int RunMode(SshSrv::ESXiServer& host, const ToolOptions& options);
 
 // The whole program: command line, one mode, exit status.

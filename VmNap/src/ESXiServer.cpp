@@ -89,13 +89,13 @@ const Env::XmlObject::XmlObjectStructure& ESXiServer::GetXmlStructure() const {
     return m_gESXiServerStructure;
 }
 
-int ESXiServer::Init() {
+int ESXiServer::Init(const Env::String& address) {
     int rc = SSH_SUCCESS;
     try {
         rc = m_pSshSession->Init();
         if (rc != SSH_SUCCESS) return rc;
         if (m_nLoginTimeout > 0) m_pSshSession->SetTimeout(m_nLoginTimeout);
-        return m_pSshSession->RunSshClient(GetHost().c_str(), GetUser().c_str(),
+        return m_pSshSession->RunSshClient(address.c_str(), GetUser().c_str(),
                                            GetPassword().c_str());
     } catch (...) {
         KelTrace(TRACE_ERROR, "Init", kInitCatched);

@@ -9,6 +9,7 @@
 #include "SshCommand.h"
 #include "SshServer.h"
 #include "SshSession.h"
+#include "StopRequest.h"
 #include "VmStopping.h"
 #include "ssh_defines.h"
 
@@ -28,6 +29,7 @@ const char* const kRebootDone = "reboot finished successfully\n";
 const char* const kNoSuchVm = "no VM of the host has the id or name '%s' (-last, -skip)\n";
 const char* const kLeftRunningNoMaintenance =
     "some VM still runs: the host was not put into maintenance mode\n";
+const char* const kStopBeforeStep = "stop requested, %s ends before its next step\n";
 
 const char* const kGetAllVmsCatched = "ESXiServer::GetAllVms error catched\n";
 const char* const kGetMaintenanceCatched = "ESXiServer::IsInMaintenanceMode error catched\n";
@@ -54,10 +56,19 @@ const char* const kVmRebootCall = "pVm->Reboot()";
 const char* const kEnterMaintenanceCall = "EnterMaintenance()";
 const char* const kExitMaintenanceCall = "ExitMaintenance()";
 
+// A stop asked for from outside ends a workflow before its next step (the
+// step in flight has finished); what was done so far stays recorded.
+bool stop_before_next_step(const char* op) {
+    if (!StopRequest::Requested()) return false;
+    KelTrace(TRACE_DEBUG, op, kStopBeforeStep, op);
+    return true;
+}
+
 // Calls `step` on every VM in list order; the first failure is traced and ends the walk.
 int for_each_vm(Env::XmlObjectList& vms, const char* op, const char* call,
                 int (SshServer::*step)()) {
     for (Env::XmlObject* item : vms) {
+        if (stop_before_next_step(op)) return StopRequest::kStatusStopped;
         SshServer* pVm = static_cast<SshServer*>(item);
         int rc = (pVm->*step)();
         if (rc != SSH_SUCCESS) return StepFailed(op, call, rc);
@@ -71,6 +82,7 @@ int for_every_vm(Env::XmlObjectList& vms, const char* op, const char* call,
                  int (SshServer::*step)()) {
     int first = SSH_SUCCESS;
     for (Env::XmlObject* item : vms) {
+        if (stop_before_next_step(op)) return StopRequest::kStatusStopped;
         SshServer* pVm = static_cast<SshServer*>(item);
         int rc = (pVm->*step)();
         if (rc != SSH_SUCCESS) StepFailed(op, call, rc);
@@ -182,6 +194,7 @@ int ESXiServer::OrderTheVms(VmOrder* order) {
 int ESXiServer::StopTheVms(const VmOrder& order, bool* leftRunning) {
     *leftRunning = false;
     for (VirtualMachineServer* vm : order.handled) {
+        if (stop_before_next_step("Suspend")) return StopRequest::kStatusStopped;
         VmStopResult result = StopVm(*vm, m_policy);
         if (result.fate == VmFate::kFailed) return StepFailed("Suspend", kVmSuspendCall, result.code);
         if (result.fate == VmFate::kLeftRunning) *leftRunning = true;
@@ -219,6 +232,7 @@ int ESXiServer::Suspend() {
                 KelTrace(TRACE_ERROR, op, kLeftRunningNoMaintenance);
                 return kStatusVmsLeftRunning;
             }
+            if (stop_before_next_step(op)) return StopRequest::kStatusStopped;
             rc = EnterMaintenance();
             if (rc != SSH_SUCCESS) return StepFailed(op, kEnterMaintenanceCall, rc);
             SetReboot(true);
@@ -245,6 +259,7 @@ int ESXiServer::Reboot() {
             return SSH_SUCCESS;
         }
         if (GetReboot() || AnyVmMarked()) {
+            if (stop_before_next_step(op)) return StopRequest::kStatusStopped;
             rc = ExitMaintenance();
             if (rc != SSH_SUCCESS) return StepFailed(op, kExitMaintenanceCall, rc);
             rc = for_every_vm(m_VMs, op, kVmRebootCall, &SshServer::Reboot);

@@ -4,7 +4,9 @@
 
 #include "EarlierRecord.h"
 #include "FileReplacement.h"
+#include "ListFileLock.h"
 #include "SshServer.h"
+#include "StopRequest.h"
 #include "kel-tools-trace.h"
 #include "main.h"
 #include "ssh_defines.h"
@@ -17,6 +19,9 @@ const char* const kNotInMaintenance = "VMWare host is not in maintenance mode\n"
 const char* const kCantRead = "can't read esxi server structure from xml\n";
 const char* const kCantWrite = "can't write esxi server structure to xml\n";
 const char* const kNotRegular = "list file is not a regular file: %s\n";
+const char* const kNoNewFile = "no new file can be created beside %s\n";
+const char* const kBusy = "another run holds the list file %s\n";
+const char* const kStopped = "stopped by signal %d before the next step\n";
 const char* const kInvalidMode = "Invalid tool mode\n";
 const char* const kExecutionError = "\nProgram execution error\n";
 const char* const kExitCode = "\nProgram exited with code %d\n";
@@ -24,6 +29,7 @@ const char* const kExitCode = "\nProgram exited with code %d\n";
 // Own statuses of the tool, besides the SSH codes passed through.
 const int kStatusCommandLine = 1;
 const int kStatusListFile = 2;
+const int kStatusListFileBusy = 16;
 
 int check_maintenance(SshSrv::ESXiServer& host) {
     int rc = host.Login();
@@ -33,23 +39,20 @@ int check_maintenance(SshSrv::ESXiServer& host) {
     return in ? SSH_SUCCESS : SSH_VERIFY_ERR;
 }
 
-// The list file decides which VMs come back; the result of saving it again
-// is deliberately not looked at.
-int reboot_vms(SshSrv::ESXiServer& host, const Env::String& listfile) {
-    if (!host.Load(listfile)) {
-        KelTrace(TRACE_ERROR, "main", kCantRead);
-        return kStatusListFile;
-    }
+// The list file, loaded before the client started, decides which VMs come
+// back; the result of saving it again is deliberately not looked at.
+int reboot_vms(SshSrv::ESXiServer& host, const Env::String& listfile, bool dryRun) {
     int rc = host.Reboot();
-    host.Save(listfile);
+    if (!dryRun) host.Save(listfile);
     return rc;
 }
 
 // The file is written whatever happened, so that it records what was done,
 // with the marks of an earlier run that still hold.
-int suspend_vms(SshSrv::ESXiServer& host, const Env::String& listfile) {
+int suspend_vms(SshSrv::ESXiServer& host, const Env::String& listfile, bool dryRun) {
     TakeEarlierRecord(host, listfile);
     int rc = host.Suspend();
+    if (dryRun) return rc;
     if (!host.Save(listfile)) {
         KelTrace(TRACE_ERROR, "main", kCantWrite);
         rc = kStatusListFile;
@@ -70,14 +73,61 @@ int check_list_path(const ToolOptions& options) {
     return kStatusListFile;
 }
 
+// suspend_vms: the new file can be created where it was asked for.
+int check_new_file(const Env::String& path) {
+    if (Env::DirectoryTakesNewFile(path)) return SSH_SUCCESS;
+    KelTrace(TRACE_DEBUG, "main", kNoNewFile, path.c_str());
+    KelTrace(TRACE_ERROR, "main", kCantWrite);
+    return kStatusListFile;
+}
+
+// reboot_vms: the whole file is read and taken, under the lock, so that no
+// other run is writing it meanwhile.
+int load_list_file(SshSrv::ESXiServer& host, const Env::String& path) {
+    if (host.Load(path)) return SSH_SUCCESS;
+    KelTrace(TRACE_ERROR, "main", kCantRead);
+    return kStatusListFile;
+}
+
+int take_lock(const ToolOptions& options, ListFileLock& lock) {
+    switch (lock.Take(LockWaitSeconds(options.timeout.value))) {
+        case ListFileLock::kTaken: return SSH_SUCCESS;
+        case ListFileLock::kStopped: return StopRequest::kStatusStopped;
+        case ListFileLock::kBusy:
+            KelTrace(TRACE_ERROR, "main", kBusy, options.listfile.value.c_str());
+            return kStatusListFileBusy;
+        default:
+            KelTrace(TRACE_ERROR, "main",
+                     options.mode.value == SshSrv::SRV_OP_REBOOT ? kCantRead : kCantWrite);
+            return kStatusListFile;
+    }
+}
+
+// Everything that can fail without the host is found out before the client
+// starts: the list file's path, whether the file can be written (suspend_vms)
+// or read (reboot_vms), and the lock of a run that writes it. A stop asked
+// for meanwhile ends the run before anything was started. A dry run writes
+// nothing, so it neither checks for a new file nor locks.
+int prepare(const ToolOptions& options, ListFileLock& lock, SshSrv::ESXiServer& host) {
+    bool writes = !options.dryrun.value;
+    bool suspend = options.mode.value == SshSrv::SRV_OP_SUSPEND && writes;
+    bool reboot = options.mode.value == SshSrv::SRV_OP_REBOOT;
+    int status = check_list_path(options);
+    if (status == SSH_SUCCESS && suspend) status = check_new_file(options.listfile.value);
+    if (status == SSH_SUCCESS && (suspend || reboot) && writes) status = take_lock(options, lock);
+    if (status == SSH_SUCCESS && reboot) status = load_list_file(host, options.listfile.value);
+    if (status == SSH_SUCCESS && StopRequest::Requested()) status = StopRequest::kStatusStopped;
+    return status;
+}
+
 }  // namespace
 
 int RunMode(SshSrv::ESXiServer& host, const ToolOptions& options) {
     switch (options.mode.value) {
         case SshSrv::SRV_OP_CHECK_AUTH: return host.Login();
         case SshSrv::SRV_OP_CHECK_SRV_MODE: return check_maintenance(host);
-        case SshSrv::SRV_OP_REBOOT: return reboot_vms(host, options.listfile.value);
-        case SshSrv::SRV_OP_SUSPEND: return suspend_vms(host, options.listfile.value);
+        case SshSrv::SRV_OP_REBOOT: return reboot_vms(host, options.listfile.value, options.dryrun.value);
+        case SshSrv::SRV_OP_SUSPEND: return suspend_vms(host, options.listfile.value, options.dryrun.value);
         default:
             KelTrace(TRACE_ERROR, "main", kInvalidMode);
             return kStatusCommandLine;
@@ -96,19 +146,24 @@ SshSrv::SuspendPolicy PolicyOf(const ToolOptions& options) {
     return policy;
 }
 
+// The lock outlives the host object, whose end stops the client: the next
+// run starts its own only after this one's has gone.
 int run(const ToolOptions& options) {
     kel_set_trace(static_cast<unsigned int>(options.tracemode.value));
     kel_trace(TRACE_ALWAYS, kBanner, VMNAP_VER_MAJOR, VMNAP_VER_MINOR, VMNAP_VER_BUILD,
               VMNAP_VER_PATCH);
-    int status = check_list_path(options);
-    if (status != SSH_SUCCESS) return status;
+    ListFileLock lock(options.listfile.value);
     std::unique_ptr<SshSrv::ESXiServer> host(new SshSrv::ESXiServer(
         options.host.value, options.user.value, options.password.value));
     host->SetTimeout(options.timeout.value);
     host->SetWaitLimits(options.loginseconds.value, options.replyseconds.value);
     host->SetSuspendPolicy(PolicyOf(options));
-    status = host->Init();
+    int status = prepare(options, lock, *host);
+    if (status == SSH_SUCCESS) status = host->Init(options.host.value);
     if (status == SSH_SUCCESS) status = RunMode(*host, options);
+    host.reset();
+    if (status == StopRequest::kStatusStopped)
+        KelTrace(TRACE_ERROR, "main", kStopped, StopRequest::Signal());
     return status;
 }
 

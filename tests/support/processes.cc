@@ -21,20 +21,37 @@ std::string ReadLine(const std::string& path) {
 
 std::string ProcessName(pid_t pid) { return ReadLine("/proc/" + std::to_string(pid) + "/comm"); }
 
+namespace {
+
+// The state letter of /proc/PID/stat ("R", "S", "Z", ...); empty when there is no such process. The name
+// before it may hold blanks, so the fields are read after its last ')'.
+std::string StateAndParent(pid_t pid, pid_t* parent) {
+    std::string stat = ReadLine("/proc/" + std::to_string(pid) + "/stat");
+    size_t end = stat.rfind(')');
+    if (end == std::string::npos) return "";
+    std::istringstream fields(stat.substr(end + 1));
+    std::string state;
+    pid_t ppid = 0;
+    if (!(fields >> state >> ppid)) return "";
+    if (parent != nullptr) *parent = ppid;
+    return state;
+}
+
+}  // namespace
+
+bool HasEnded(pid_t pid) {
+    std::string state = StateAndParent(pid, nullptr);
+    return state.empty() || state == "Z" || state == "X";
+}
+
 std::vector<pid_t> ChildProcesses(pid_t parent) {
     std::vector<pid_t> children;
     DIR* proc = opendir("/proc");
     for (struct dirent* entry = proc ? readdir(proc) : nullptr; entry; entry = readdir(proc)) {
         pid_t pid = static_cast<pid_t>(atoi(entry->d_name));
         if (pid <= 0) continue;
-        // /proc/PID/stat: "PID (NAME) STATE PPID ..."; NAME may hold blanks, so read after the last ')'.
-        std::string stat = ReadLine("/proc/" + std::to_string(pid) + "/stat");
-        size_t end = stat.rfind(')');
-        if (end == std::string::npos) continue;
-        std::istringstream fields(stat.substr(end + 1));
-        std::string state;
         pid_t ppid = 0;
-        if (fields >> state >> ppid && ppid == parent) children.push_back(pid);
+        if (!StateAndParent(pid, &ppid).empty() && ppid == parent) children.push_back(pid);
     }
     if (proc) closedir(proc);
     return children;

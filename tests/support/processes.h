@@ -13,6 +13,9 @@ std::string ProcessName(pid_t pid);
 // The processes whose parent is `parent`, zombies included.
 std::vector<pid_t> ChildProcesses(pid_t parent);
 
+// True when `pid` no longer runs: it has exited (a zombie not yet reaped) or does not exist.
+bool HasEnded(pid_t pid);
+
 // True while `pid` is blocked in a sleep (nanosleep or clock_nanosleep). Needs root for other users.
 bool IsSleeping(pid_t pid);
 

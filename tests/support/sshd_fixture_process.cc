@@ -142,3 +142,9 @@ void PipedProcess::Stop() {
     if (out_fd_ >= 0) close(out_fd_);
     out_fd_ = -1;
 }
+
+bool StartRun(PipedProcess& process, const ProgramRun& run) {
+    std::vector<std::string> argv = {run.path};
+    argv.insert(argv.end(), run.args.begin(), run.args.end());
+    return process.Start(argv, run.env, run.cwd);
+}

@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "run_program.h"
+
 class PipedProcess {
 public:
     PipedProcess() = default;
@@ -57,5 +59,9 @@ private:
     std::string output_;
     size_t returned_ = 0;
 };
+
+// Starts `run` (its program, arguments, environment and directory; always in a session of its own) as
+// `process`, for a test that watches it while it runs.
+bool StartRun(PipedProcess& process, const ProgramRun& run);
 
 #endif

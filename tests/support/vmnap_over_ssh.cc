@@ -1,8 +1,10 @@
 #include "vmnap_over_ssh.h"
 
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <sstream>
 
@@ -11,6 +13,7 @@ namespace {
 const char kIp[] = "/usr/sbin/ip";
 const char kPlink[] = "/usr/bin/plink";
 const char kWrapperVariable[] = "VMNAP_TEST_WRAPPER";
+const char kStartsFile[] = "plink.starts";
 
 // The words of $VMNAP_TEST_WRAPPER (split on blanks), to run the tool under e.g. valgrind.
 std::vector<std::string> Wrapper() {
@@ -31,6 +34,20 @@ bool VmNapOverSsh::Start(const std::string& shell_program) {
     if (symlink(kPlink, work_.file("plink").c_str()) == 0) return true;
     error_ = "cannot link " + work_.file("plink");
     return false;
+}
+
+bool VmNapOverSsh::CountPlinkStarts() {
+    std::string script = "#!/bin/sh\necho started >> '" + work_.file(kStartsFile) + "'\nexec " + kPlink +
+                         " \"$@\"\n";
+    std::string path = work_.file("plink");
+    if (unlink(path.c_str()) == 0 && WriteWholeFile(path, script) && chmod(path.c_str(), 0755) == 0) return true;
+    error_ = "cannot put the counting script at " + path;
+    return false;
+}
+
+int VmNapOverSsh::PlinkStarts() const {
+    std::string starts = work_.Read(kStartsFile);
+    return static_cast<int>(std::count(starts.begin(), starts.end(), '\n'));
 }
 
 ProgramRun VmNapOverSsh::Command(const std::string& mode, const std::vector<std::string>& extra,

@@ -30,6 +30,11 @@ public:
     bool Start(const std::string& shell_program);
     const std::string& error() const { return error_; }
 
+    // Puts a script in place of the ./plink link that notes each start in plink.starts and then becomes
+    // the real plink (same process), so a test can tell whether the tool started its client at all.
+    bool CountPlinkStarts();
+    int PlinkStarts() const;  // lines in plink.starts
+
     // "VmNap -host HOST -usr USER -pwd PASSWORD -mode MODE EXTRA..." (the account's password unless
     // `password` is given) inside the namespace, preceded by the words of $VMNAP_TEST_WRAPPER.
     ProgramRun Command(const std::string& mode, const std::vector<std::string>& extra = {},

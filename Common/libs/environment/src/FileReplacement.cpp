@@ -151,6 +151,15 @@ bool PathAllowsReplacing(const std::string& path) {
     return lstat(path.c_str(), &st) != 0 || S_ISREG(st.st_mode) || S_ISLNK(st.st_mode);
 }
 
+bool DirectoryTakesNewFile(const std::string& path) {
+    std::string scratch = ScratchPathOf(path);
+    int fd = CreatePrivate(scratch);
+    if (fd < 0) return false;
+    close(fd);
+    unlink(scratch.c_str());
+    return true;
+}
+
 std::string BackupPathOf(const std::string& path) { return path + ".bak"; }
 
 bool ReplaceFile(const std::string& path, const std::string& bytes) {

@@ -20,6 +20,11 @@ bool PathAllowsReading(const std::string& path);
 // link (which is replaced, never written through).
 bool PathAllowsReplacing(const std::string& path);
 
+// True when a new file can be created beside `path` (its directory exists and
+// takes new files): a scratch file is created there and removed again. Says
+// nothing of the room for the file's bytes.
+bool DirectoryTakesNewFile(const std::string& path);
+
 // Writes `bytes` to `path` as described above. On failure the path still holds
 // what it held before, no temporary file is left, and false is returned; the
 // failed step is traced in debug mode.

@@ -149,6 +149,24 @@ TEST(FileReplacement, MissingDirectoryFailsAndCreatesNothing) {
     EXPECT_TRUE(Names(dir).empty());
 }
 
+// The check made before anything else: a scratch file comes and goes, and what is there stays as it was.
+TEST(FileReplacement, DirectoryThatTakesNewFilesIsFoundSoAndLeftAsItWas) {
+    TempDir dir;
+    dir.Write("f.xml", "old");
+    EXPECT_TRUE(Env::DirectoryTakesNewFile(dir.file("f.xml")));
+    EXPECT_TRUE(Env::DirectoryTakesNewFile(dir.file("new.xml")));
+    EXPECT_EQ(std::set<std::string>{"f.xml"}, Names(dir));
+    EXPECT_EQ("old", dir.Read("f.xml"));
+}
+
+TEST(FileReplacement, MissingDirectoryOrAFileForADirectoryTakesNoNewFile) {
+    TempDir dir;
+    dir.Write("plain", "x");
+    EXPECT_FALSE(Env::DirectoryTakesNewFile(dir.file("no/f.xml")));
+    EXPECT_FALSE(Env::DirectoryTakesNewFile(dir.file("plain/f.xml")));
+    EXPECT_EQ(std::set<std::string>{"plain"}, Names(dir));
+}
+
 // The object mapping's Save goes through the same replacement.
 TEST(FileReplacement, ObjectSaveIsPrivateAndKeepsTheBackup) {
     TempDir dir;

@@ -35,15 +35,22 @@ int get_bytes_avail(fd_handle fd_r) {
     return count;
 }
 
+// A signal that comes in while a read or write waits does not fail it.
 int read_fdhandle(fd_handle fd_r, char* recv, int recv_size, int b_avail) {
     if (fd_r == -1 || recv == NULL) return -1;
     int wanted = std::min(recv_size, b_avail);
-    return static_cast<int>(read(fd_r, recv, wanted));
+    ssize_t got;
+    do got = read(fd_r, recv, wanted);
+    while (got < 0 && errno == EINTR);
+    return static_cast<int>(got);
 }
 
 int write_fdhandle(fd_handle fd_w, const char* send) {
     if (fd_w == -1 || send == NULL) return -1;
-    return static_cast<int>(write(fd_w, send, strlen(send)));
+    ssize_t written;
+    do written = write(fd_w, send, strlen(send));
+    while (written < 0 && errno == EINTR);
+    return static_cast<int>(written);
 }
 
 int wait_fdhandle(fd_handle fd_r, int ms) {

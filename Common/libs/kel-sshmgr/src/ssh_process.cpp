@@ -1,4 +1,5 @@
 #include <dirent.h>
+#include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -7,6 +8,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "kel-tools-trace.h"
@@ -15,6 +17,10 @@
 namespace {
 
 const int kMaxArgs = 50;
+
+// The client's files (plink's host-key cache and random seed) are private to
+// the user who runs the tool, whatever mask the tool was started with.
+const mode_t kClientFileMask = 077;
 
 const char* const kMsgWaitProcess = "wait_process\n";
 const char* const kMsgProcessExists = "wait_process: process exists\n";
@@ -64,9 +70,24 @@ void close_on_exec_above_std() {
     closedir(dir);
 }
 
+// Sleeps the whole time, also when signals come in between (a stop request
+// is looked at by the caller afterwards).
+void sleep_ms(int ms) {
+    struct timespec left = {ms / 1000, static_cast<long>(ms % 1000) * 1000000L};
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
+}
+
+long long now_ms() {
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
 // The child: keeps descriptors 0, 1, 2 (the pipes) and nothing else, leaves
 // the caller's terminal session, gets the default SIGPIPE back (the tool
-// ignores it) and becomes the client. Never returns.
+// ignores it), creates its files without group or world access, and becomes
+// the client. Never returns.
 void exec_child(fd_handle& stdin_def, fd_handle& stdout_def, fd_handle& stderr_def,
                 const char* filepath, const char* args, char** argv) {
     split_args(args, argv);
@@ -75,6 +96,7 @@ void exec_child(fd_handle& stdin_def, fd_handle& stdout_def, fd_handle& stderr_d
     close_fdhandle(stdin_def);
     close_on_exec_above_std();
     signal(SIGPIPE, SIG_DFL);
+    umask(kClientFileMask);
     setsid();  // no controlling terminal: the client must read its answers from the pipe
     execv(filepath, argv);
     free_args(argv);
@@ -113,11 +135,10 @@ pid_t run_ssh_process(fd_handle& fd_in, fd_handle& fd_out, fd_handle& fd_err,
     char* argv[kMaxArgs];
     memset(argv, 0, sizeof(argv));
     if (filepath == NULL || args == NULL) return 0;
-    umask(0);
     pid_t pid = fork();
     if (pid < 0) return 0;
     if (pid == 0) exec_child(stdin_def, stdout_def, stderr_def, filepath, args, argv);
-    sleep(1);
+    sleep_ms(1000);
     close_fdhandle(fd_out);
     close_fdhandle(fd_in);
     close_fdhandle(fd_err);
@@ -144,7 +165,7 @@ int check_process(pid_t pid) {
 
 int wait_process(pid_t pid) {
     if (check_process(pid) != 0) return 1;
-    sleep(1);
+    sleep_ms(1000);
     return 0;
 }
 
@@ -154,10 +175,12 @@ void wait_for_exit(pid_t pid, int ms) {
     if (ms <= 0) return;
     int pidfd = open_process_fd(pid);
     if (pidfd == -1) {
-        usleep(static_cast<useconds_t>(ms) * 1000);
+        sleep_ms(ms);
         return;
     }
     struct pollfd watched = {pidfd, POLLIN, 0};
-    poll(&watched, 1, ms);
+    long long deadline = now_ms() + ms;
+    for (long long left = ms; left > 0; left = deadline - now_ms())
+        if (poll(&watched, 1, static_cast<int>(left)) >= 0 || errno != EINTR) break;
     close(pidfd);
 }

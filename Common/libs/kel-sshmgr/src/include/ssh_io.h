@@ -24,9 +24,9 @@ void close_fdhandle(fd_handle& fd);
 int create_pipe(fd_handle* fds);
 // Bytes waiting to be read; 0 when the query fails.
 int get_bytes_avail(fd_handle fd_r);
-// One read of min(recv_size, b_avail) bytes; never terminates the text.
+// One read of min(recv_size, b_avail) bytes (resumed after a signal); never terminates the text.
 int read_fdhandle(fd_handle fd_r, char* recv, int recv_size, int b_avail);
-// One write of strlen(send) bytes; -1 for a -1 descriptor or null text.
+// One write of strlen(send) bytes (resumed after a signal); -1 for a -1 descriptor or null text.
 int write_fdhandle(fd_handle fd_w, const char* send);
 // Waits at most `ms` milliseconds, without spinning, until `fd_r` has output or its writing end is
 // closed: 1 then, 0 when the time ran out (or a signal came), -1 on error. A -1 descriptor just waits.
@@ -36,18 +36,20 @@ int wait_fdhandle(fd_handle fd_r, int ms);
 
 // Starts `filepath` with the words of `args` (split on single spaces) as its
 // argument vector and fd_in/fd_out/fd_err as its standard descriptors (the
-// client gets no other descriptor, and SIGPIPE at its default), then
-// restores the caller's own standard descriptors from the saved copies.
-// Returns the child's pid, 0 on failure.
+// client gets no other descriptor, SIGPIPE at its default and the
+// file-creation mask 077; the caller's mask is left alone), sleeps one
+// second, signals or not, then restores the caller's own standard
+// descriptors from the saved copies. Returns the child's pid, 0 on failure.
 pid_t run_ssh_process(fd_handle& fd_in, fd_handle& fd_out, fd_handle& fd_err,
                       fd_handle& stdin_def, fd_handle& stdout_def, fd_handle& stderr_def,
                       const char* filepath, const char* args);
 // One non-blocking poll: 1 when the child is gone, 0 (after sleeping one
-// second) while it runs.
+// whole second) while it runs.
 int wait_process(pid_t pid);
 // The same poll without the pause: 1 when the child is gone (reaped, its status traced), 0 while it runs.
 int check_process(pid_t pid);
-// Waits at most `ms` milliseconds for the child to end, returning as soon as it has; it is not reaped.
+// Waits at most `ms` milliseconds for the child to end, returning as soon as it has (a signal does not end
+// the wait early); it is not reaped.
 void wait_for_exit(pid_t pid, int ms);
 
 // --- misc: text helpers and portability shims ---------------------------------
