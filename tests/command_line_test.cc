@@ -34,6 +34,12 @@ const char kHelpText[] =
     "\t[-timeoutminutes]\t\t VM suspend/reboot timeout(min), default 5 min\n"
     "\t[-loginseconds N]\t\t wait for the login at most N s of silence, default 120\n"
     "\t[-replyseconds N]\t\t wait for any other reply at most N s of silence, default 120\n"
+    "\t[-onrefusal stop|skip|shutdown|poweroff]\t a VM that will not suspend: end the run (default),\n"
+    "\t\tleave it running, shut its guest down, or shut it down and then power it off\n"
+    "\t[-shutdownminutes N]\t\t wait for a guest shutdown, default 5 min\n"
+    "\t[-last LIST]\t\t\t VM ids or names handled after all others, in this order\n"
+    "\t[-skip LIST]\t\t\t VM ids or names never touched\n"
+    "\t[-dryrun]\t\t\t say what the run would do, change nothing\n"
     "\n";
 
 ProgramResult RunVmNap(const std::vector<std::string>& args) {
