@@ -5,13 +5,14 @@
 
 namespace esxisim {
 
+const char kInvalidStateMessage[] = "The operation is not allowed in the current state.";
+
 namespace {
 
 using Field = std::pair<std::string, std::string>;  // name, value as printed
 
 const char kNotFoundMessage[] = "Unable to find a VM corresponding to ";
 const char kInvalidPowerStateMessage[] = "The attempted operation cannot be performed in the current state ";
-const char kInvalidStateMessage[] = "The operation is not allowed in the current state.";
 
 std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
 
@@ -55,8 +56,15 @@ std::string InvalidPowerStateFault(PowerState requested, PowerState existing) {
                  {"msg", Quoted(kInvalidPowerStateMessage + std::string(StateInMessage(existing)))}});
 }
 
-std::string InvalidStateFault() {
-    return Dump("vim.fault.InvalidState", {{"msg", Quoted(kInvalidStateMessage)}});
+std::string InvalidStateFault() { return FaultDump("vim.fault.InvalidState", kInvalidStateMessage); }
+
+std::string FaultDump(const std::string& type, const std::string& msg) { return Dump(type, {{"msg", Quoted(msg)}}); }
+
+// The fields between the brace and the message are not known from a real transcript (README); the message
+// is the last field, without a comma, as in the ESXi 9.0 transcript of a refused power-on.
+std::string FailedWithFault(const std::string& failed, const std::string& type, const std::string& msg) {
+    return failed + ": (" + type + ") {\n" + "   faultCause = (vmodl.MethodFault) null,\n" + "   msg = " + Quoted(msg) +
+           "\n}\n";
 }
 
 }  // namespace esxisim

@@ -17,6 +17,16 @@ std::string InvalidPowerStateFault(PowerState requested, PowerState existing);
 // vim.fault.InvalidState: the host or VM refuses the operation in its current state.
 std::string InvalidStateFault();
 
+// A fault of `type` (e.g. "vim.fault.InvalidState") with the message `msg`, as ESXi 5.x dumps it.
+std::string FaultDump(const std::string& type, const std::string& msg);
+
+// "FAILED: (TYPE) {", the fault's fields and "}", as later hosts print a refused power operation
+// (`failed` is e.g. "Power on failed").
+std::string FailedWithFault(const std::string& failed, const std::string& type, const std::string& msg);
+
+// The message of vim.fault.InvalidState.
+extern const char kInvalidStateMessage[];
+
 }  // namespace esxisim
 
 #endif

@@ -21,6 +21,7 @@ struct VmState {
     PowerState power = PowerState::kOff;
     bool refuse_suspend = false;   // power.suspend fails with a fault dump
     int suspend_seconds = 0;       // delay between "Suspending VM:" and the prompt
+    bool refuse_power_on = false;  // power.on fails with the version's refusal
 };
 
 struct HostState {
@@ -31,6 +32,8 @@ struct HostState {
     long task_counter = 1;         // numbers the maintenance task references
     std::vector<VmState> vms;
     std::vector<std::string> invalid_vms;  // ids of VMs getallvms skips, each with a line before the table
+    std::vector<std::string> stalls;       // vim-cmd paths ("vmsvc/getallvms", "/") whose reply stops halfway
+    int stall_seconds = 600;               // how long a stalled reply stays silent
 
     VmState* FindVm(const std::string& id);
     const VmState* FindVm(const std::string& id) const;

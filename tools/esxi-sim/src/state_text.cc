@@ -1,105 +1,13 @@
 #include "state_text.h"
 
-#include <cstdlib>
 #include <sstream>
+
+#include "host_keys.h"
+#include "vm_keys.h"
 
 namespace esxisim {
 
 namespace {
-
-const char kYes[] = "yes";
-const char kNo[] = "no";
-
-bool ParseBool(const std::string& value, bool* out) {
-    if (value != kYes && value != kNo) return false;
-    *out = value == kYes;
-    return true;
-}
-
-bool ParseNumber(const std::string& value, long* out) {
-    if (value.empty()) return false;
-    char* end = nullptr;
-    *out = std::strtol(value.c_str(), &end, 10);
-    return *end == '\0' && *out >= 0;
-}
-
-bool ParsePower(const std::string& value, PowerState* out) {
-    if (value == "on") *out = PowerState::kOn;
-    else if (value == "off") *out = PowerState::kOff;
-    else if (value == "suspended") *out = PowerState::kSuspended;
-    else return false;
-    return true;
-}
-
-const char* PowerWord(PowerState state) {
-    switch (state) {
-        case PowerState::kOn: return "on";
-        case PowerState::kOff: return "off";
-        case PowerState::kSuspended: return "suspended";
-    }
-    return "";
-}
-
-const char* PromptWord(PromptStyle style) { return style == PromptStyle::kBracket ? "bracket" : "busybox"; }
-
-bool ParsePrompt(const std::string& value, PromptStyle* out) {
-    if (value == "busybox") *out = PromptStyle::kBusybox;
-    else if (value == "bracket") *out = PromptStyle::kBracket;
-    else return false;
-    return true;
-}
-
-bool ParseProfile(const std::string& value, const VersionProfile** out) {
-    *out = FindProfile(value);
-    return *out != nullptr;
-}
-
-bool AddInvalidVm(const std::string& id, HostState* host) {
-    host->invalid_vms.push_back(id);
-    return !id.empty();
-}
-
-// Hosts refuse maintenance while a VM runs, always; older state files still say so with this switch.
-bool AcceptRefusalSwitch(const std::string& value) { return value == kYes; }
-
-bool ApplyHostKey(const std::string& key, const std::string& value, HostState* host, bool* ok) {
-    if (key == "hostname") {
-        *ok = !value.empty();
-        host->hostname = value;
-    } else if (key == "esxi_version") *ok = ParseProfile(value, &host->profile);
-    else if (key == "prompt") *ok = ParsePrompt(value, &host->prompt);
-    else if (key == "maintenance") *ok = ParseBool(value, &host->in_maintenance);
-    else if (key == "refuse_maintenance_while_running") *ok = AcceptRefusalSwitch(value);
-    else if (key == "task_counter") *ok = ParseNumber(value, &host->task_counter);
-    else if (key == "invalid_vm") *ok = AddInvalidVm(value, host);
-    else return false;
-    return true;
-}
-
-void AppendNoteLine(const std::string& value, VmState* vm, bool first) {
-    if (!first) vm->note += '\n';
-    vm->note += value;
-}
-
-bool ParseSeconds(const std::string& value, int* out) {
-    long seconds = 0;
-    if (!ParseNumber(value, &seconds) || seconds > 3600) return false;
-    *out = static_cast<int>(seconds);
-    return true;
-}
-
-bool ApplyVmKey(const std::string& key, const std::string& value, VmState* vm, bool* ok) {
-    *ok = true;
-    if (key == "name") vm->name = value;
-    else if (key == "file") vm->file = value;
-    else if (key == "guest") vm->guest_os = value;
-    else if (key == "version") vm->version = value;
-    else if (key == "power") *ok = ParsePower(value, &vm->power);
-    else if (key == "refuse_suspend") *ok = ParseBool(value, &vm->refuse_suspend);
-    else if (key == "suspend_seconds") *ok = ParseSeconds(value, &vm->suspend_seconds);
-    else return false;
-    return true;
-}
 
 class Parser {
 public:
@@ -136,7 +44,8 @@ private:
 
     std::string Note(const std::string& value) {
         if (!HasVm()) return "note outside a vm";
-        AppendNoteLine(value, Vm(), note_lines_++ == 0);
+        if (note_lines_++ > 0) Vm()->note += '\n';
+        Vm()->note += value;
         return "";
     }
 
@@ -146,20 +55,6 @@ private:
     HostState* host_;
     int note_lines_ = 0;
 };
-
-void FormatVm(const VmState& vm, std::ostringstream& out) {
-    out << "vm " << vm.id << "\n"
-        << "name " << vm.name << "\n"
-        << "file " << vm.file << "\n"
-        << "guest " << vm.guest_os << "\n"
-        << "version " << vm.version << "\n"
-        << "power " << PowerWord(vm.power) << "\n";
-    std::istringstream note(vm.note);
-    for (std::string line; !vm.note.empty() && std::getline(note, line);) out << "note " << line << "\n";
-    if (!vm.note.empty() && vm.note.back() == '\n') out << "note \n";
-    out << "refuse_suspend " << (vm.refuse_suspend ? kYes : kNo) << "\n"
-        << "suspend_seconds " << vm.suspend_seconds << "\n";
-}
 
 }  // namespace
 
@@ -181,12 +76,7 @@ bool ParseState(const std::string& text, HostState* host, std::string* error) {
 
 std::string FormatState(const HostState& host) {
     std::ostringstream out;
-    out << "hostname " << host.hostname << "\n"
-        << "esxi_version " << host.profile->version << "\n";
-    if (host.prompt != PromptStyle::kVersion) out << "prompt " << PromptWord(host.prompt) << "\n";
-    out << "maintenance " << (host.in_maintenance ? kYes : kNo) << "\n"
-        << "task_counter " << host.task_counter << "\n";
-    for (const std::string& id : host.invalid_vms) out << "invalid_vm " << id << "\n";
+    FormatHostKeys(host, out);
     for (const VmState& vm : host.vms) FormatVm(vm, out);
     return out.str();
 }

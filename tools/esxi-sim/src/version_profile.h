@@ -1,7 +1,8 @@
 // What sets the hosts of one ESXi version apart, as far as the simulated shell shows it: the prompt, the
 // login banner, the "vmware -v" line (also the product in the host summary), the narrowest Annotation
-// column of the VM table, and the kind of VMs such a host typically runs. Each version is one table in
-// profiles/; adding a version is one new file there and one line in version_profile.cc.
+// column of the VM table, how refused power operations read, and the kind of VMs such a host typically
+// runs. Each version is one table in profiles/; adding a version is one new file there and one line in
+// version_profile.cc.
 #ifndef ESXI_SIM_VERSION_PROFILE_H
 #define ESXI_SIM_VERSION_PROFILE_H
 
@@ -12,6 +13,13 @@
 namespace esxisim {
 
 enum class PromptStyle { kVersion, kBusybox, kBracket };  // the version's own, "~ # " or "[root@host:~] "
+
+// How vim-cmd words a power operation the host refuses, after its progress line ("Powering on VM:").
+enum class RefusalStyle {
+    kFaultDump,        // ESXi 5.x: the fault object's dump
+    kFailedLine,       // ESXi 6.x: one line, "Power on failed"
+    kFailedWithFault,  // later hosts: "Power on failed: " and the fault object
+};
 
 // A VM as a host of the version typically carries it; ExampleVms() numbers them.
 struct ExampleVm {
@@ -27,6 +35,7 @@ struct VersionProfile {
     const char* product_version;       // "7.0.3"
     const char* build;                 // "20328353"
     size_t annotation_width;           // the Annotation column is at least this wide
+    RefusalStyle refusals;             // how refusals of power operations read
     std::vector<ExampleVm> examples;   // what such a host runs
 };
 

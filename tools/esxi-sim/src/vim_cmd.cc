@@ -1,7 +1,10 @@
 #include "vim_cmd.h"
 
+#include <sstream>
+
 #include "command_listings.h"
 #include "host_commands.h"
+#include "stalled_reply.h"
 #include "vm_commands.h"
 
 namespace esxisim {
@@ -29,9 +32,7 @@ int Listing(const char* text, std::ostream& out) {
     return 0;
 }
 
-}  // namespace
-
-int RunVimCmd(const std::vector<std::string>& args, const StateStore& store, std::ostream& out) {
+int RunCommand(const std::vector<std::string>& args, const StateStore& store, std::ostream& out) {
     if (args.empty()) return Listing(kRootListing, out);
     std::string space, command;
     SplitPath(args[0], &space, &command);
@@ -42,6 +43,19 @@ int RunVimCmd(const std::vector<std::string>& args, const StateStore& store, std
     if (space == "vmsvc" && RunVmCommand(command, rest, store, out, &status)) return status;
     if (space == "hostsvc" && RunHostCommand(command, store, out, &status)) return status;
     return InvalidCommand(args[0], out);
+}
+
+}  // namespace
+
+// A host whose state cannot be read stalls nothing; the command itself reports the state file's error.
+int RunVimCmd(const std::vector<std::string>& args, const StateStore& store, std::ostream& out) {
+    HostState host;
+    std::string error;
+    bool known = store.Read(&host, &error);
+    if (!known || !IsStalled(host, CommandPath(args))) return RunCommand(args, store, out);
+    std::ostringstream reply;
+    RunCommand(args, store, reply);
+    return StallReply(reply.str(), host.stall_seconds, out);
 }
 
 }  // namespace esxisim

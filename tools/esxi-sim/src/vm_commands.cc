@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "fault_dump.h"
+#include "power_refusals.h"
 #include "vm_table.h"
 
 namespace esxisim {
@@ -43,10 +44,12 @@ int GetState(const std::string& id, const StateStore& store, std::ostream& out) 
     return 0;
 }
 
-// power.on and power.off: refused with InvalidPowerState when the VM is already there.
-PowerOutcome SwitchPower(VmState* vm, PowerState target) {
+// power.on and power.off: refused with InvalidPowerState when the VM is already there; power.on also when
+// the VM is one the host will not start.
+PowerOutcome SwitchPower(VmState* vm, PowerState target, const VersionProfile& profile) {
     const char* progress = target == PowerState::kOn ? kPoweringOn : kPoweringOff;
     if (vm->power == target) return {progress + InvalidPowerStateFault(target, target)};
+    if (target == PowerState::kOn && vm->refuse_power_on) return {progress + PowerOnRefused(profile)};
     vm->power = target;
     return {progress};
 }
@@ -64,8 +67,8 @@ PowerOutcome Suspend(VmState* vm) {
 PowerOutcome Operate(const std::string& name, const std::string& id, HostState* host) {
     VmState* vm = host->FindVm(id);
     if (!vm) return {NotFoundFault(id), 0, 1};
-    if (name == "power.on") return SwitchPower(vm, PowerState::kOn);
-    if (name == "power.off") return SwitchPower(vm, PowerState::kOff);
+    if (name == "power.on") return SwitchPower(vm, PowerState::kOn, *host->profile);
+    if (name == "power.off") return SwitchPower(vm, PowerState::kOff, *host->profile);
     return Suspend(vm);
 }
 

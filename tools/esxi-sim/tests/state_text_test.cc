@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "text_wait.h"
+
 namespace esxisim {
 namespace {
 
@@ -99,6 +101,34 @@ TEST(StateTextTest, InvalidVmsAreKeptInOrderAndWrittenAfterTheHostKeys) {
         FormatState(host));
 }
 
+TEST(StateTextTest, RefusalAndStallKeysAreWrittenBackOnlyWhenSet) {
+    HostState host;
+    std::string error;
+    ASSERT_TRUE(ParseState("stall vmsvc/getallvms\nstall /\nstall_seconds 5\nvm 1\nrefuse_power_on yes\nvm 2\n"
+                           "refuse_power_on no\n",
+                           &host, &error))
+        << error;
+    EXPECT_EQ((std::vector<std::string>{"vmsvc/getallvms", "/"}), host.stalls);
+    EXPECT_EQ(5, host.stall_seconds);
+    EXPECT_TRUE(host.vms[0].refuse_power_on);
+    EXPECT_FALSE(host.vms[1].refuse_power_on);
+    std::string text = FormatState(host);
+    EXPECT_NE(std::string::npos, text.find("task_counter 1\nstall vmsvc/getallvms\nstall /\nstall_seconds 5\nvm 1\n"))
+        << text;
+    EXPECT_NE(std::string::npos, text.find("suspend_seconds 0\nrefuse_power_on yes\nvm 2\n")) << text;
+    EXPECT_EQ(1u, CountOf(text, "refuse_power_on")) << text;
+    HostState again;
+    ASSERT_TRUE(ParseState(text, &again, &error)) << error;
+    EXPECT_EQ(text, FormatState(again));
+}
+
+TEST(StateTextTest, DefaultStallSecondsAreTenMinutesAndNotWritten) {
+    HostState host;
+    EXPECT_EQ(600, host.stall_seconds);
+    EXPECT_TRUE(host.stalls.empty());
+    EXPECT_EQ(std::string::npos, FormatState(host).find("stall"));
+}
+
 TEST(StateTextTest, CarriageReturnsAtLineEndsAreIgnored) {
     HostState host;
     std::string error;
@@ -126,6 +156,9 @@ const BadText kBadTexts[] = {
     {"esxi_version 9.9\n", "line 1: bad value for esxi_version"},
     {"refuse_maintenance_while_running no\n", "line 1: bad value for refuse_maintenance_while_running"},
     {"invalid_vm\n", "line 1: bad value for invalid_vm"},
+    {"stall\n", "line 1: bad value for stall"},
+    {"stall_seconds 3601\n", "line 1: bad value for stall_seconds"},
+    {"vm 1\nrefuse_power_on sometimes\n", "line 2: bad value for refuse_power_on"},
 };
 
 TEST(StateTextTest, BadLineIsRefusedWithItsNumberAndReason) {

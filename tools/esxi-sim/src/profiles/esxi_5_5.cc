@@ -6,7 +6,9 @@
 //   _posts/2014-06-07-esxi-patch-for-heartbleed.md;
 // - banner: see banners.cc;
 // - guests and hardware versions: the same post (rhel6_64Guest, windows7Server64Guest, vmx-08),
-//   lrivallain/vuptime (otherLinuxGuest, vmx-10), a 5.x fixture of dropje86/esxpy (debian6_64Guest).
+//   lrivallain/vuptime (otherLinuxGuest, vmx-10), a 5.x fixture of dropje86/esxpy (debian6_64Guest);
+// - refused power operations: the progress line, then the fault's dump, as apache/vcl's
+//   managementnode/lib/VCL/Module/Provisioning/VMware/VIM_SSH.pm records it for ESXi 4.x and 5.x.
 #include "profiles/profiles.h"
 
 namespace esxisim {
@@ -18,6 +20,7 @@ const VersionProfile kEsxi55 = {
     "5.5.0",
     "1623387",
     0,
+    RefusalStyle::kFaultDump,
     {
         {"web", "rhel6_64Guest", "vmx-08"},
         {"file server", "windows7Server64Guest", "vmx-08"},

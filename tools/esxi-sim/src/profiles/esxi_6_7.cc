@@ -9,7 +9,9 @@
 //   ("vmware esxi unregister invalid vm", 2017; trailing blanks trimmed there), elatov/elatov.github.io
 //   _posts/2018-04-13-run-script-before-shutdown-with-vmware-tools.md (vmx-13);
 // - guests and hardware versions: windows9Server64Guest, centos7_64Guest and vmx-13/vmx-14 as vSphere 6.7
-//   hosts list them in the same sources.
+//   hosts list them in the same sources;
+// - refused power operations: the progress line, then "Power on failed" (or "Suspend failed") alone, as
+//   apache/vcl's VIM_SSH.pm records it for ESXi 6.0 and 6.5; nothing was found for 6.7, taken to print as 6.5.
 #include "profiles/profiles.h"
 
 namespace esxisim {
@@ -21,6 +23,7 @@ const VersionProfile kEsxi67 = {
     "6.7.0",
     "10302608",
     0,
+    RefusalStyle::kFailedLine,
     {
         {"web", "centos7_64Guest", "vmx-14"},
         {"file server", "windows9Server64Guest", "vmx-14"},

@@ -11,7 +11,10 @@
 //   row without a note ends in about 220 blanks. The profile prints every table with that column width at
 //   least, as such a host does: 14 VMs make the table longer than 4095 bytes.
 // - guests and hardware versions: the same capture (windows2019srv_64Guest, windows8Server64Guest,
-//   vmwarePhoton64Guest, vmx-17), vmx-19 as listed for 7.0 U2 hosts.
+//   vmwarePhoton64Guest, vmx-17), vmx-19 as listed for 7.0 U2 hosts;
+// - refused power operations: "Power on failed: " and the fault object, as an ESXi 9.0 transcript found by
+//   public code search shows it ("Power on failed: (vim.fault.GenericVmConfigFault) {"); no 7.0 or 8.0
+//   refusal was found, so both are taken to print as 9.0 (README, "Choices where real output is unknown").
 #include "profiles/profiles.h"
 
 namespace esxisim {
@@ -23,6 +26,7 @@ const VersionProfile kEsxi70 = {
     "7.0.3",
     "20328353",
     216,
+    RefusalStyle::kFailedWithFault,
     {
         {"web", "centos8_64Guest", "vmx-19"},
         {"file server", "windows2019srv_64Guest", "vmx-17"},

@@ -9,7 +9,8 @@
 //   rocky8.5/rocky8.5.vmx") in public migration notes found by public code search, and
 //   jenkinsci/vsphere-cloud-plugin VimCmdParsersTest.java ("What an ESXi 8 host printed", centos9_64Guest,
 //   vmx-20). Both dropped the trailing blanks, so the Annotation column width is taken from the 7.0 Update 3
-//   capture (see esxi_7_0.cc): rows end in long runs of blanks, as on 7.0.
+//   capture (see esxi_7_0.cc): rows end in long runs of blanks, as on 7.0;
+// - refused power operations: as 7.0 (see esxi_7_0.cc), the form of an ESXi 9.0 transcript.
 #include "profiles/profiles.h"
 
 namespace esxisim {
@@ -21,6 +22,7 @@ const VersionProfile kEsxi80 = {
     "8.0.3",
     "24022510",
     216,
+    RefusalStyle::kFailedWithFault,
     {
         {"web", "centos9_64Guest", "vmx-20"},
         {"file server", "windows2019srv_64Guest", "vmx-21"},

@@ -1,0 +1,73 @@
+#include "host_keys.h"
+
+#include "state_values.h"
+
+namespace esxisim {
+
+namespace {
+
+const int kMaxStallSeconds = 3600;
+const int kDefaultStallSeconds = 600;
+
+const char* PromptWord(PromptStyle style) { return style == PromptStyle::kBracket ? "bracket" : "busybox"; }
+
+bool ParsePrompt(const std::string& value, PromptStyle* out) {
+    if (value == "busybox") *out = PromptStyle::kBusybox;
+    else if (value == "bracket") *out = PromptStyle::kBracket;
+    else return false;
+    return true;
+}
+
+bool ParseProfile(const std::string& value, const VersionProfile** out) {
+    *out = FindProfile(value);
+    return *out != nullptr;
+}
+
+bool AddText(const std::string& value, std::vector<std::string>* list) {
+    list->push_back(value);
+    return !value.empty();
+}
+
+// Hosts refuse maintenance while a VM runs, always; older state files still say so with this switch.
+bool AcceptRefusalSwitch(const std::string& value) { return value == kYes; }
+
+bool ApplyIdentityKey(const std::string& key, const std::string& value, HostState* host, bool* ok) {
+    if (key == "hostname") {
+        *ok = !value.empty();
+        host->hostname = value;
+    } else if (key == "esxi_version") *ok = ParseProfile(value, &host->profile);
+    else if (key == "prompt") *ok = ParsePrompt(value, &host->prompt);
+    else return false;
+    return true;
+}
+
+bool ApplyBehaviourKey(const std::string& key, const std::string& value, HostState* host, bool* ok) {
+    if (key == "maintenance") *ok = ParseBool(value, &host->in_maintenance);
+    else if (key == "refuse_maintenance_while_running") *ok = AcceptRefusalSwitch(value);
+    else if (key == "task_counter") *ok = ParseNumber(value, &host->task_counter);
+    else if (key == "invalid_vm") *ok = AddText(value, &host->invalid_vms);
+    else if (key == "stall") *ok = AddText(value, &host->stalls);
+    else if (key == "stall_seconds") *ok = ParseBounded(value, kMaxStallSeconds, &host->stall_seconds);
+    else return false;
+    return true;
+}
+
+}  // namespace
+
+bool ApplyHostKey(const std::string& key, const std::string& value, HostState* host, bool* ok) {
+    *ok = true;
+    return ApplyIdentityKey(key, value, host, ok) || ApplyBehaviourKey(key, value, host, ok);
+}
+
+void FormatHostKeys(const HostState& host, std::ostream& out) {
+    out << "hostname " << host.hostname << "\n"
+        << "esxi_version " << host.profile->version << "\n";
+    if (host.prompt != PromptStyle::kVersion) out << "prompt " << PromptWord(host.prompt) << "\n";
+    out << "maintenance " << YesNo(host.in_maintenance) << "\n"
+        << "task_counter " << host.task_counter << "\n";
+    for (const std::string& id : host.invalid_vms) out << "invalid_vm " << id << "\n";
+    for (const std::string& path : host.stalls) out << "stall " << path << "\n";
+    if (host.stall_seconds != kDefaultStallSeconds) out << "stall_seconds " << host.stall_seconds << "\n";
+}
+
+}  // namespace esxisim

@@ -1,0 +1,74 @@
+#include "vm_keys.h"
+
+#include <sstream>
+
+#include "state_values.h"
+
+namespace esxisim {
+
+namespace {
+
+const long kMaxSeconds = 3600;
+
+bool ParsePower(const std::string& value, PowerState* out) {
+    if (value == "on") *out = PowerState::kOn;
+    else if (value == "off") *out = PowerState::kOff;
+    else if (value == "suspended") *out = PowerState::kSuspended;
+    else return false;
+    return true;
+}
+
+const char* PowerWord(PowerState state) {
+    switch (state) {
+        case PowerState::kOn: return "on";
+        case PowerState::kOff: return "off";
+        case PowerState::kSuspended: return "suspended";
+    }
+    return "";
+}
+
+bool ApplyDescriptionKey(const std::string& key, const std::string& value, VmState* vm, bool* ok) {
+    if (key == "name") vm->name = value;
+    else if (key == "file") vm->file = value;
+    else if (key == "guest") vm->guest_os = value;
+    else if (key == "version") vm->version = value;
+    else if (key == "power") *ok = ParsePower(value, &vm->power);
+    else return false;
+    return true;
+}
+
+bool ApplyBehaviourKey(const std::string& key, const std::string& value, VmState* vm, bool* ok) {
+    if (key == "refuse_suspend") *ok = ParseBool(value, &vm->refuse_suspend);
+    else if (key == "suspend_seconds") *ok = ParseBounded(value, kMaxSeconds, &vm->suspend_seconds);
+    else if (key == "refuse_power_on") *ok = ParseBool(value, &vm->refuse_power_on);
+    else return false;
+    return true;
+}
+
+void FormatNote(const std::string& note, std::ostream& out) {
+    std::istringstream lines(note);
+    for (std::string line; !note.empty() && std::getline(lines, line);) out << "note " << line << "\n";
+    if (!note.empty() && note.back() == '\n') out << "note \n";
+}
+
+}  // namespace
+
+bool ApplyVmKey(const std::string& key, const std::string& value, VmState* vm, bool* ok) {
+    *ok = true;
+    return ApplyDescriptionKey(key, value, vm, ok) || ApplyBehaviourKey(key, value, vm, ok);
+}
+
+void FormatVm(const VmState& vm, std::ostream& out) {
+    out << "vm " << vm.id << "\n"
+        << "name " << vm.name << "\n"
+        << "file " << vm.file << "\n"
+        << "guest " << vm.guest_os << "\n"
+        << "version " << vm.version << "\n"
+        << "power " << PowerWord(vm.power) << "\n";
+    FormatNote(vm.note, out);
+    out << "refuse_suspend " << YesNo(vm.refuse_suspend) << "\n"
+        << "suspend_seconds " << vm.suspend_seconds << "\n";
+    if (vm.refuse_power_on) out << "refuse_power_on " << kYes << "\n";
+}
+
+}  // namespace esxisim
