@@ -8,10 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "host_state.h"
 #include "real_client_fixture.h"
 #include "shell_log.h"
-#include "state_text.h"
 
 namespace {
 
@@ -80,14 +78,6 @@ protected:
     }
     std::string Version() const { return GetParam(); }
 
-    // Sets the host from a state text in any key order, as the simulator writes it back.
-    void SetOddHost(const std::string& text) {
-        esxisim::HostState parsed;
-        std::string error;
-        ASSERT_TRUE(esxisim::ParseState(text, &parsed, &error)) << error;
-        SetHost(esxisim::FormatState(parsed));
-    }
-
     std::string EveryVmSuspendedAndMarked() const {
         std::string rows;
         for (const OddVm& vm : kOddVms) rows += Row(vm.id, XmlEscaped(vm.name), "Suspended", "to reboot");
@@ -108,7 +98,7 @@ protected:
 };
 
 TEST_P(HostTextIsNeverACommand, EveryRunningVmIsSuspendedAndMarkedOnceAndOnlyVimCmdLinesReachTheShell) {
-    SetOddHost(OddHost());
+    SetHostInAnyOrder(OddHost());
     ProgramResult r = Run("suspend_vms");
     ASSERT_EQ(0, r.exit_status) << Explain(r);
     EXPECT_EQ(EveryVmSuspendedAndMarked(), ListNow());
@@ -120,7 +110,7 @@ TEST_P(HostTextIsNeverACommand, EveryRunningVmIsSuspendedAndMarkedOnceAndOnlyVim
 
 // The resume brings exactly those VMs back, still sending nothing but digit ids.
 TEST_P(HostTextIsNeverACommand, TheResumeStartsEveryMarkedVmByItsId) {
-    SetOddHost(OddHost());
+    SetHostInAnyOrder(OddHost());
     ASSERT_EQ(0, Run("suspend_vms").exit_status);
     ProgramResult r = Run("reboot_vms");
     ASSERT_EQ(0, r.exit_status) << Explain(r);
@@ -143,7 +133,7 @@ TEST_P(HostTextIsNeverACommand, PromptLikeNoteLinesInALongTableCutNothing) {
     for (int id = 1; id <= 40; ++id) ids.push_back(std::to_string(id));
     std::sort(ids.begin(), ids.end());
     for (const std::string& id : ids) rows += Row(id, "vm" + id, "Suspended", "to reboot");
-    SetOddHost(host);
+    SetHostInAnyOrder(host);
     ProgramResult r = Run("suspend_vms");
     ASSERT_EQ(0, r.exit_status) << Explain(r);
     EXPECT_EQ(ListFile("true", "true", rows), ListNow());

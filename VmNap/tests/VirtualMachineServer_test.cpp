@@ -92,7 +92,7 @@ TEST_F(VmOperation, SuspendStillInProgressAfterTheSecondReadFails) {
     EXPECT_NE(std::string::npos,
               trace_.find("trace> Suspend: m_pParser->Parse(pResponse, "
                           "ESXiCommand::ESX_CMD_SUSPEND_VM, this) failed, error code - 15\n"));
-    EXPECT_EQ(20, timeout_after_);
+    EXPECT_EQ(1000, timeout_after_);  // the VM's own limit held for its operation only
 }
 
 TEST_F(VmOperation, SuspendNotConfirmedIsAFailure) {
@@ -230,7 +230,7 @@ TEST_F(VmOperation, SilentHostTimesOutWithTheVmTimeout) {
     vm_->SetTimeout(2);
     EXPECT_EQ(SSH_REMOTE_TIMEOUT_ERR, vm_->Suspend());
     EXPECT_EQ(kSuspend7, Finish());
-    EXPECT_EQ(2, timeout_after_);
+    EXPECT_EQ(1000, timeout_after_);  // the session's own limit for replies is back
     EXPECT_NE(std::string::npos,
               trace_.find("trace> Suspend: m_pSshSession->GetResponse(&pResponse) failed, "
                           "error code - 8\n"));

@@ -3,6 +3,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "host_state.h"
+#include "state_text.h"
+
 const char kListFile[] = "esxi_vms.xml";
 const char kBanner[] = "hh:mm:ss: \nOrvane tool. ver.1.1.0.0\n\n";
 
@@ -24,6 +27,13 @@ RealClient::RealClient() : remote_(VMNAP_EXE) {}
 void RealClient::SetUp() {
     if (geteuid() != 0) GTEST_SKIP() << "needs root";
     ASSERT_TRUE(remote_.Start(ESXI_SIM_PATH)) << remote_.error();
+}
+
+void RealClient::SetHostInAnyOrder(const std::string& text) {
+    esxisim::HostState parsed;
+    std::string error;
+    ASSERT_TRUE(esxisim::ParseState(text, &parsed, &error)) << error;
+    SetHost(esxisim::FormatState(parsed));
 }
 
 void RealClient::WriteTextFile(const std::string& path, const std::string& text) {

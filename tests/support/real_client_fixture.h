@@ -40,6 +40,8 @@ protected:
 
     std::string StatePath() const { return remote_.StatePath(); }
     void SetHost(const std::string& text) { WriteTextFile(StatePath(), text); }
+    // The same for a state text in any key order: written as the simulator writes it back.
+    void SetHostInAnyOrder(const std::string& text);
     std::string HostNow() const { return ReadFile(StatePath()); }
     std::string ListNow() const { return remote_.ListNow(kListFile); }
     std::string HostKeyCache() const { return sshd_.host_key_cache(); }
