@@ -96,9 +96,9 @@ void ShowResults(const TempDir& work, const std::string& state_path) {
 
 void ExplainSuspend() {
     Say("Note: the VMs VmNap suspended carry rebootstatus=\"to reboot\", and reboot=\"true\" asks the next");
-    Say("reboot_vms run to undo this. VmNap keeps only the first word of a VM name (\"build\"), and it reads");
-    Say("every line of the VM table as a VM, so the second line of db01's note became the entry");
-    Say("id=\"owner:\" name=\"data\"; it has no status and is never touched.");
+    Say("reboot_vms run to undo this. VmNap reads the VM table by its rows: the whole name is kept");
+    Say("(\"build server\"), and the second line of db01's note (\"owner: data team\") is part of db01's");
+    Say("note, not a VM; only the digit ids of the rows ever go into a command.");
 }
 
 // Both runs; the exit status of the demo.
