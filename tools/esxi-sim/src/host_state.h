@@ -22,6 +22,13 @@ struct VmState {
     bool refuse_suspend = false;   // power.suspend fails with a fault dump
     int suspend_seconds = 0;       // delay between "Suspending VM:" and the prompt
     bool refuse_power_on = false;  // power.on fails with the version's refusal
+    bool tools = true;             // VMware Tools run in the guest: power.shutdown can ask it to shut down
+    bool passthrough = false;      // a PCI passthrough device: the VM cannot be suspended
+    int shutdown_seconds = 0;      // how long the guest takes to shut down
+    double guest_shutdown_at = 0;  // epoch at which a guest shutdown under way ends; 0: none
+
+    // Changes the power state; a guest shutdown under way is then over.
+    void SetPower(PowerState state);
 };
 
 struct HostState {

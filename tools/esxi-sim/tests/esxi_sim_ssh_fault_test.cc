@@ -87,4 +87,25 @@ TEST_F(EsxiSimFaultOverSshTest, StalledTableStopsHalfwayAndThePromptComesOnlyAft
     EXPECT_GE(Now() - start, 3.0);
 }
 
+TEST_F(EsxiSimFaultOverSshTest, GuestShutdownPrintsNothingAndTheVmIsOffLaterUnlessToolsAreMissing) {
+    LogIn("hostname esx80\nesxi_version 8.0\nvm 1\npower on\nshutdown_seconds 2\nvm 2\npower on\ntools no\n");
+    double start = Now();
+    EXPECT_EQ(Terminal("vim-cmd vmsvc/power.shutdown 1\n"), shell_.Run("vim-cmd vmsvc/power.shutdown 1"));
+    EXPECT_LT(Now() - start, 1.5);
+    EXPECT_EQ(Terminal("vim-cmd vmsvc/power.getstate 1\nRetrieved runtime info\nPowered on\n"),
+              shell_.Run("vim-cmd vmsvc/power.getstate 1"));
+    EXPECT_EQ(Terminal("vim-cmd vmsvc/power.shutdown 2\n"
+                       "(vim.fault.ToolsUnavailable) {\n"
+                       "   dynamicType = <unset>, \n"
+                       "   faultCause = (vmodl.MethodFault) null, \n"
+                       "   msg = \"Cannot complete operation because VMware Tools is not running in this virtual "
+                       "machine.\", \n"
+                       "}\n"),
+              shell_.Run("vim-cmd vmsvc/power.shutdown 2"));
+    while (Now() - start < 2.1) usleep(100000);
+    EXPECT_EQ(Terminal("vim-cmd vmsvc/power.getstate 1\nRetrieved runtime info\nPowered off\n"),
+              shell_.Run("vim-cmd vmsvc/power.getstate 1"));
+    EXPECT_EQ(esxisim::PowerState::kOn, Host().FindVm("2")->power);
+}
+
 }  // namespace
