@@ -11,6 +11,10 @@ void SettleGuestShutdown(VmState* vm, double now) {
     vm->SetPower(vm->power == PowerState::kOn ? PowerState::kOff : vm->power);
 }
 
+void ForgetPassed(double* moment, double now) {
+    if (*moment > 0 && now >= *moment) *moment = 0;
+}
+
 }  // namespace
 
 double EpochNow() {
@@ -21,6 +25,23 @@ double EpochNow() {
 
 void SettleHost(HostState* host, double now) {
     for (VmState& vm : host->vms) SettleGuestShutdown(&vm, now);
+    if (host->poweroff_at > 0 && now >= host->poweroff_at) CutPower(host);
+    ForgetPassed(&host->boot_ssh_at, now);
+    ForgetPassed(&host->boot_hostd_at, now);
+}
+
+void CutPower(HostState* host) {
+    host->powered_off = true;
+    host->poweroff_at = 0;
+    for (VmState& vm : host->vms) vm.SetPower(vm.power == PowerState::kOn ? PowerState::kOff : vm.power);
+}
+
+bool AcceptsLogins(const HostState& host, double now) {
+    return !host.powered_off && (host.boot_ssh_at <= 0 || now >= host.boot_ssh_at);
+}
+
+bool HostdAnswers(const HostState& host, double now) {
+    return !host.powered_off && (host.boot_hostd_at <= 0 || now >= host.boot_hostd_at);
 }
 
 }  // namespace esxisim

@@ -41,6 +41,10 @@ struct HostState {
     std::vector<std::string> invalid_vms;  // ids of VMs getallvms skips, each with a line before the table
     std::vector<std::string> stalls;       // vim-cmd paths ("vmsvc/getallvms", "/") whose reply stops halfway
     int stall_seconds = 600;               // how long a stalled reply stays silent
+    bool powered_off = false;              // the host is off: no logins, no commands
+    double poweroff_at = 0;                // epoch of a power-off under way (esxcli); 0: none
+    double boot_ssh_at = 0;                // epoch until which a booting host refuses logins; 0: none
+    double boot_hostd_at = 0;              // epoch until which vim-cmd cannot reach hostd; 0: none
 
     VmState* FindVm(const std::string& id);
     const VmState* FindVm(const std::string& id) const;
