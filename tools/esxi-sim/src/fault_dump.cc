@@ -12,6 +12,9 @@ namespace {
 using Field = std::pair<std::string, std::string>;  // name, value as printed
 
 const char kNotFoundMessage[] = "Unable to find a VM corresponding to ";
+// Coraid's "otto" esx.py and the vSphere API reference (vim.fault.ToolsUnavailable).
+const char kToolsUnavailableMessage[] =
+    "Cannot complete operation because VMware Tools is not running in this virtual machine.";
 const char kInvalidPowerStateMessage[] = "The attempted operation cannot be performed in the current state ";
 
 std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
@@ -57,6 +60,8 @@ std::string InvalidPowerStateFault(PowerState requested, PowerState existing) {
 }
 
 std::string InvalidStateFault() { return FaultDump("vim.fault.InvalidState", kInvalidStateMessage); }
+
+std::string ToolsUnavailableFault() { return FaultDump("vim.fault.ToolsUnavailable", kToolsUnavailableMessage); }
 
 std::string FaultDump(const std::string& type, const std::string& msg) { return Dump(type, {{"msg", Quoted(msg)}}); }
 

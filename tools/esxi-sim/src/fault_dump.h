@@ -17,6 +17,9 @@ std::string InvalidPowerStateFault(PowerState requested, PowerState existing);
 // vim.fault.InvalidState: the host or VM refuses the operation in its current state.
 std::string InvalidStateFault();
 
+// vim.fault.ToolsUnavailable: the guest cannot be asked to shut down without VMware Tools running.
+std::string ToolsUnavailableFault();
+
 // A fault of `type` (e.g. "vim.fault.InvalidState") with the message `msg`, as ESXi 5.x dumps it.
 std::string FaultDump(const std::string& type, const std::string& msg);
 

@@ -1,6 +1,7 @@
 // What the simulated host's shell needs beside the esxi-sim executable, in the directory "PROGRAM.d":
-//   bin/    the host's commands, the shell's whole PATH: vim-cmd, vmware and hostname (links to PROGRAM,
-//           which runs as the one it is started under) and the busybox applets a host has (links to busybox)
+//   bin/    the host's commands, the shell's whole PATH: vim-cmd, vmware, hostname and esxcli (links to
+//           PROGRAM, which runs as the one it is started under) and the busybox applets a host has (links to
+//           busybox)
 //   shrc    the interactive shell's ENV file
 // The build makes it beside the built executable (esxi-sim-install); the sshd fixture copies it along with
 // the executable.

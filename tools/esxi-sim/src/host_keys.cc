@@ -52,11 +52,32 @@ bool ApplyBehaviourKey(const std::string& key, const std::string& value, HostSta
     return true;
 }
 
+bool ApplyPowerKey(const std::string& key, const std::string& value, HostState* host, bool* ok) {
+    if (key == "powered_off") *ok = ParseBool(value, &host->powered_off);
+    else if (key == "poweroff_at") *ok = ParseEpoch(value, &host->poweroff_at);
+    else if (key == "boot_ssh_at") *ok = ParseEpoch(value, &host->boot_ssh_at);
+    else if (key == "boot_hostd_at") *ok = ParseEpoch(value, &host->boot_hostd_at);
+    else return false;
+    return true;
+}
+
+void FormatMoment(const char* key, double epoch, std::ostream& out) {
+    if (epoch > 0) out << key << " " << FormatEpoch(epoch) << "\n";
+}
+
+void FormatPowerKeys(const HostState& host, std::ostream& out) {
+    if (host.powered_off) out << "powered_off " << kYes << "\n";
+    FormatMoment("poweroff_at", host.poweroff_at, out);
+    FormatMoment("boot_ssh_at", host.boot_ssh_at, out);
+    FormatMoment("boot_hostd_at", host.boot_hostd_at, out);
+}
+
 }  // namespace
 
 bool ApplyHostKey(const std::string& key, const std::string& value, HostState* host, bool* ok) {
     *ok = true;
-    return ApplyIdentityKey(key, value, host, ok) || ApplyBehaviourKey(key, value, host, ok);
+    return ApplyIdentityKey(key, value, host, ok) || ApplyBehaviourKey(key, value, host, ok) ||
+           ApplyPowerKey(key, value, host, ok);
 }
 
 void FormatHostKeys(const HostState& host, std::ostream& out) {
@@ -68,6 +89,7 @@ void FormatHostKeys(const HostState& host, std::ostream& out) {
     for (const std::string& id : host.invalid_vms) out << "invalid_vm " << id << "\n";
     for (const std::string& path : host.stalls) out << "stall " << path << "\n";
     if (host.stall_seconds != kDefaultStallSeconds) out << "stall_seconds " << host.stall_seconds << "\n";
+    FormatPowerKeys(host, out);
 }
 
 }  // namespace esxisim

@@ -2,6 +2,11 @@
 
 namespace esxisim {
 
+void VmState::SetPower(PowerState state) {
+    power = state;
+    guest_shutdown_at = 0;
+}
+
 VmState* HostState::FindVm(const std::string& id) {
     for (VmState& vm : vms) {
         if (vm.id == id) return &vm;

@@ -22,6 +22,13 @@ struct VmState {
     bool refuse_suspend = false;   // power.suspend fails with a fault dump
     int suspend_seconds = 0;       // delay between "Suspending VM:" and the prompt
     bool refuse_power_on = false;  // power.on fails with the version's refusal
+    bool tools = true;             // VMware Tools run in the guest: power.shutdown can ask it to shut down
+    bool passthrough = false;      // a PCI passthrough device: the VM cannot be suspended
+    int shutdown_seconds = 0;      // how long the guest takes to shut down
+    double guest_shutdown_at = 0;  // epoch at which a guest shutdown under way ends; 0: none
+
+    // Changes the power state; a guest shutdown under way is then over.
+    void SetPower(PowerState state);
 };
 
 struct HostState {
@@ -34,6 +41,10 @@ struct HostState {
     std::vector<std::string> invalid_vms;  // ids of VMs getallvms skips, each with a line before the table
     std::vector<std::string> stalls;       // vim-cmd paths ("vmsvc/getallvms", "/") whose reply stops halfway
     int stall_seconds = 600;               // how long a stalled reply stays silent
+    bool powered_off = false;              // the host is off: no logins, no commands
+    double poweroff_at = 0;                // epoch of a power-off under way (esxcli); 0: none
+    double boot_ssh_at = 0;                // epoch until which a booting host refuses logins; 0: none
+    double boot_hostd_at = 0;              // epoch until which vim-cmd cannot reach hostd; 0: none
 
     VmState* FindVm(const std::string& id);
     const VmState* FindVm(const std::string& id) const;

@@ -10,6 +10,7 @@
 #include <sstream>
 #include <vector>
 
+#include "host_clock.h"
 #include "host_shell.h"
 #include "shell_log.h"
 #include "shell_relay.h"
@@ -19,6 +20,7 @@ namespace esxisim {
 namespace {
 
 const int kFailure = 1;
+const int kRefused = 1;
 const char kPrefix[] = "esxi-sim: ";
 const char kPipeFailed[] = "pipe: ";
 const char kForkFailed[] = "fork: ";
@@ -35,6 +37,21 @@ HostState ReadHost(const StateStore& store) {
 int Report(const std::string& error) {
     std::cerr << kPrefix << error << std::endl;
     return kFailure;
+}
+
+// A host that is off or still booting takes no login: the session ends at once, printing nothing, as near
+// as a login shell comes to an SSH server that is not there.
+bool RefusesLogins(const StateStore& store) {
+    HostState host;
+    std::string error;
+    return store.Read(&host, &error) && !AcceptsLogins(host, EpochNow());
+}
+
+// The session of a host that loses its power ends.
+bool HostWentOff(const StateStore& store) {
+    HostState host;
+    std::string error;
+    return store.Read(&host, &error) && host.powered_off;
 }
 
 // The lines of an exec request's command; an empty command is one empty line.
@@ -58,6 +75,7 @@ void IgnoreTerminalSignals() {
 }  // namespace
 
 int RunLoginSession(const StateStore& store) {
+    if (RefusesLogins(store)) return kRefused;
     HostState host = ReadHost(store);
     std::cout << host.profile->banner << std::flush;
     HostShell shell;
@@ -70,10 +88,13 @@ int RunLoginSession(const StateStore& store) {
     close(input[0]);
     close(output[1]);
     if (pid < 0) return Report(kForkFailed + std::string(std::strerror(errno)));
-    return ShellRelay(shell.state_path, pid, input[1], output[0]).Run();
+    ShellRelay relay(shell.state_path, pid, input[1], output[0]);
+    relay.EndWhen([&store] { return HostWentOff(store); });
+    return relay.Run();
 }
 
 int RunExecRequest(const StateStore& store, const std::string& command) {
+    if (RefusesLogins(store)) return kRefused;
     HostShell shell;
     std::string error;
     if (!FindHostShell(store.path(), "", &shell, &error)) return Report(error);

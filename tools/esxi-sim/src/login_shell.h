@@ -11,10 +11,13 @@
 namespace esxisim {
 
 // Prints the login banner of the host's version profile, then runs ash interactively with the host's
-// prompt behind a ShellRelay (shell_relay.h) until it exits. Returns its exit status.
+// prompt behind a ShellRelay (shell_relay.h) until it exits, or until the host is powered off. Returns its
+// exit status. A host that is off or has not started its SSH service yet (host_clock.h) is refused: status
+// 1 at once, nothing printed.
 int RunLoginSession(const StateStore& store);
 
-// Logs each line of `command`, then becomes "sh -c COMMAND". Returns only on failure, with status 1.
+// Logs each line of `command`, then becomes "sh -c COMMAND". Returns only on failure or refusal (as above),
+// with status 1.
 int RunExecRequest(const StateStore& store, const std::string& command);
 
 }  // namespace esxisim

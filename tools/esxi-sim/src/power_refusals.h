@@ -13,6 +13,9 @@ namespace esxisim {
 // power.on of a VM the host will not start (refuse_power_on).
 std::string PowerOnRefused(const VersionProfile& profile);
 
+// power.suspend of a VM that cannot be suspended (passthrough: a PCI passthrough device).
+std::string SuspendRefused(const VersionProfile& profile);
+
 }  // namespace esxisim
 
 #endif

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,6 +17,8 @@ namespace esxisim {
 namespace {
 
 const size_t kChunk = 4096;
+const int kCheckMilliseconds = 500;
+const int kEndedStatus = 1;
 
 void CloseFd(int* fd) {
     if (*fd >= 0) close(*fd);
@@ -53,9 +56,12 @@ int ShellRelay::Run() {
     while (from_shell_ >= 0 && !shell_gone_) {
         struct pollfd fds[3] = {
             {input_open_ ? 0 : -1, POLLIN, 0}, {from_shell_, POLLIN, 0}, {shell_exit_, POLLIN, 0}};
-        if (poll(fds, 3, -1) < 0) {
-            if (errno == EINTR) continue;
-            break;
+        int ready = poll(fds, 3, gone_ ? kCheckMilliseconds : -1);
+        if (ready < 0 && errno == EINTR) continue;
+        if (ready < 0) break;
+        if (gone_ && gone_()) {
+            EndSession();
+            return kEndedStatus;
         }
         if (fds[0].revents) ReadInput();
         if (fds[1].revents) ReadOutput();
@@ -107,6 +113,17 @@ void ShellRelay::ReadOutput() {
 }
 
 void ShellRelay::Show(const std::string& text) const { WriteAll(1, text); }
+
+// Hangs up the shell's process group when this program leads it (the shell and its commands share it; under
+// sshd and in tests it does), kills the shell, and reaps it; nothing it still prints is shown.
+void ShellRelay::EndSession() {
+    if (getpgrp() == getpid()) {
+        signal(SIGHUP, SIG_IGN);
+        kill(0, SIGHUP);
+    }
+    kill(shell_, SIGKILL);
+    waitpid(shell_, nullptr, 0);
+}
 
 // Reaps the shell; what it (or a command it left running) printed before is passed on without waiting.
 void ShellRelay::WaitForShell() {

@@ -5,12 +5,14 @@
 // it on standard error and hands the shell an empty line instead, so that the prompt comes back.
 //
 // Input ends at the end of standard input, which closes the shell's; the relay ends once the shell has
-// exited, with what it still printed passed on.
+// exited, with what it still printed passed on. A relay told when to end (EndWhen) asks twice a second and
+// then ends the session: the shell and the commands of its process group are hung up, nothing more is shown.
 #ifndef ESXI_SIM_SHELL_RELAY_H
 #define ESXI_SIM_SHELL_RELAY_H
 
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 
 #include "greeting_filter.h"
@@ -26,8 +28,12 @@ public:
     ShellRelay(const ShellRelay&) = delete;
     ShellRelay& operator=(const ShellRelay&) = delete;
 
-    // Relays until the shell has exited; returns its exit status (128 + signal when killed).
+    // Relays until the shell has exited; returns its exit status (128 + signal when killed), or 1 when the
+    // session was ended because `gone` said so.
     int Run();
+
+    // `gone` is asked twice a second while the session lasts.
+    void EndWhen(std::function<bool()> gone) { gone_ = std::move(gone); }
 
 private:
     void ReadInput();
@@ -36,6 +42,7 @@ private:
     void ReadOutput();
     void Show(const std::string& text) const;
     void WaitForShell();
+    void EndSession();
 
     std::string state_path_;
     pid_t shell_;
@@ -46,6 +53,7 @@ private:
     bool shell_gone_ = false;
     int status_ = 0;
     std::string pending_;  // input not yet ended by a line feed
+    std::function<bool()> gone_;
     GreetingFilter greeting_;
 };
 

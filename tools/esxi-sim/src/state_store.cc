@@ -10,6 +10,7 @@
 #include <cstring>
 #include <iostream>
 
+#include "host_clock.h"
 #include "state_text.h"
 
 namespace esxisim {
@@ -107,8 +108,9 @@ bool StateStore::ReadUnlocked(HostState* host, std::string* error) const {
     close(fd);
     if (!read_ok) return Fail(error, SystemError("cannot read", path_));
     std::string reason;
-    if (ParseState(text, host, &reason)) return true;
-    return Fail(error, path_ + ": " + reason);
+    if (!ParseState(text, host, &reason)) return Fail(error, path_ + ": " + reason);
+    SettleHost(host, EpochNow());
+    return true;
 }
 
 bool StateStore::WriteUnlocked(const HostState& host, std::string* error) const {

@@ -16,7 +16,8 @@ public:
 
     const std::string& path() const { return path_; }
 
-    // A missing file reads as the default host without machines.
+    // A missing file reads as the default host without machines. What was due by now has happened
+    // (host_clock.h): the host is read as it is at this moment, though the file is not rewritten.
     bool Read(HostState* host, std::string* error) const;
     bool Write(const HostState& host, std::string* error) const;
 

@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "command_listings.h"
+#include "host_clock.h"
 #include "host_commands.h"
 #include "stalled_reply.h"
 #include "vm_commands.h"
@@ -12,6 +13,9 @@ namespace esxisim {
 namespace {
 
 const char kInvalidCommand[] = "Invalid command '%s'\n";
+// Right after a boot, before hostd answers: as apache/vcl's retry code records it.
+const char kHostdUnreachable[] = "Connect to localhost failed: Connection failure\n";
+const int kHostdDown = 1;
 
 int InvalidCommand(const std::string& path, std::ostream& out) {
     std::string text = kInvalidCommand;
@@ -52,6 +56,10 @@ int RunVimCmd(const std::vector<std::string>& args, const StateStore& store, std
     HostState host;
     std::string error;
     bool known = store.Read(&host, &error);
+    if (known && !HostdAnswers(host, EpochNow())) {
+        out << kHostdUnreachable;
+        return kHostdDown;
+    }
     if (!known || !IsStalled(host, CommandPath(args))) return RunCommand(args, store, out);
     std::ostringstream reply;
     RunCommand(args, store, reply);

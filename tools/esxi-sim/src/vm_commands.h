@@ -11,7 +11,7 @@
 namespace esxisim {
 
 // Runs the vmsvc command `name` ("getallvms", "power.getstate", "power.on", "power.off",
-// "power.suspend") with its arguments. Returns false when `name` is not one of them.
+// "power.suspend", "power.shutdown") with its arguments. Returns false when `name` is not one of them.
 bool RunVmCommand(const std::string& name, const std::vector<std::string>& args, const StateStore& store,
                   std::ostream& out, int* status);
 

@@ -45,6 +45,22 @@ bool ApplyBehaviourKey(const std::string& key, const std::string& value, VmState
     return true;
 }
 
+bool ApplyGuestKey(const std::string& key, const std::string& value, VmState* vm, bool* ok) {
+    if (key == "tools") *ok = ParseBool(value, &vm->tools);
+    else if (key == "passthrough") *ok = ParseBool(value, &vm->passthrough);
+    else if (key == "shutdown_seconds") *ok = ParseBounded(value, kMaxSeconds, &vm->shutdown_seconds);
+    else if (key == "guest_shutdown_at") *ok = ParseEpoch(value, &vm->guest_shutdown_at);
+    else return false;
+    return true;
+}
+
+void FormatGuestKeys(const VmState& vm, std::ostream& out) {
+    if (!vm.tools) out << "tools " << kNo << "\n";
+    if (vm.passthrough) out << "passthrough " << kYes << "\n";
+    if (vm.shutdown_seconds != 0) out << "shutdown_seconds " << vm.shutdown_seconds << "\n";
+    if (vm.guest_shutdown_at > 0) out << "guest_shutdown_at " << FormatEpoch(vm.guest_shutdown_at) << "\n";
+}
+
 void FormatNote(const std::string& note, std::ostream& out) {
     std::istringstream lines(note);
     for (std::string line; !note.empty() && std::getline(lines, line);) out << "note " << line << "\n";
@@ -55,7 +71,8 @@ void FormatNote(const std::string& note, std::ostream& out) {
 
 bool ApplyVmKey(const std::string& key, const std::string& value, VmState* vm, bool* ok) {
     *ok = true;
-    return ApplyDescriptionKey(key, value, vm, ok) || ApplyBehaviourKey(key, value, vm, ok);
+    return ApplyDescriptionKey(key, value, vm, ok) || ApplyBehaviourKey(key, value, vm, ok) ||
+           ApplyGuestKey(key, value, vm, ok);
 }
 
 void FormatVm(const VmState& vm, std::ostream& out) {
@@ -69,6 +86,7 @@ void FormatVm(const VmState& vm, std::ostream& out) {
     out << "refuse_suspend " << YesNo(vm.refuse_suspend) << "\n"
         << "suspend_seconds " << vm.suspend_seconds << "\n";
     if (vm.refuse_power_on) out << "refuse_power_on " << kYes << "\n";
+    FormatGuestKeys(vm, out);
 }
 
 }  // namespace esxisim

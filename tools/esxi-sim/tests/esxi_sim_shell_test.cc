@@ -91,7 +91,7 @@ TEST_F(EsxiSimShellTest, PathHoldsOnlyTheHostsCommandsWhicheverTheDirectory) {
     EXPECT_EQ(std::string(ESXI_SIM_PATH) + ".d/bin\n", shell_.Run("echo $PATH"));
     EXPECT_EQ("esx01\nRetrieved runtime info\nPowered on\n",
               shell_.Run("cd /; hostname; vim-cmd vmsvc/power.getstate 1"));
-    EXPECT_EQ("sh: esxcli: not found\nsh: reboot: not found\n", shell_.Run("esxcli; reboot"));
+    EXPECT_EQ("sh: esxtop: not found\nsh: reboot: not found\n", shell_.Run("esxtop; reboot"));
 }
 
 TEST_F(EsxiSimShellTest, CommandLogHoldsEveryLineAsReceived) {

@@ -7,6 +7,7 @@
 
 #include <string>
 
+#include "host_clock.h"
 #include "simulated_shell.h"
 #include "sshd_fixture.h"
 #include "state_store.h"
@@ -47,6 +48,20 @@ protected:
         return host;
     }
 
+    // A plink login after the first (the host key is known by then): what came after the password, up to
+    // the end of the session or `marker`, whichever first; `ended` says whether the session ended.
+    std::string LogInAgain(PipedProcess* plink, const std::string& marker, bool* ended) {
+        EXPECT_TRUE(plink->Start(sshd_.InNamespace({"/usr/bin/plink", "-ssh", sshd_.user() + "@127.0.0.1"}),
+                                 sshd_.client_env()));
+        std::string text;
+        EXPECT_TRUE(plink->ReadUntil("password: ", kReadSeconds, &text)) << text;
+        plink->Write(sshd_.password() + "\n");
+        bool marked = plink->ReadUntil(marker, kReadSeconds, &text);
+        *ended = !marked && plink->Wait(kReadSeconds) >= 0;
+        return text;
+    }
+
+    static const int kReadSeconds = 20;
     SshdFixture sshd_;
     SimulatedShell shell_{"[root@esx80:~] "};
     std::string state_path_;
@@ -85,6 +100,79 @@ TEST_F(EsxiSimFaultOverSshTest, StalledTableStopsHalfwayAndThePromptComesOnlyAft
     EXPECT_EQ("", shell_.process().ReadFor(1.5));
     EXPECT_EQ(shell_.prompt(), shell_.Read(shell_.prompt()));
     EXPECT_GE(Now() - start, 3.0);
+}
+
+TEST_F(EsxiSimFaultOverSshTest, GuestShutdownPrintsNothingAndTheVmIsOffLaterUnlessToolsAreMissing) {
+    LogIn("hostname esx80\nesxi_version 8.0\nvm 1\npower on\nshutdown_seconds 2\nvm 2\npower on\ntools no\n");
+    double start = Now();
+    EXPECT_EQ(Terminal("vim-cmd vmsvc/power.shutdown 1\n"), shell_.Run("vim-cmd vmsvc/power.shutdown 1"));
+    EXPECT_LT(Now() - start, 1.5);
+    EXPECT_EQ(Terminal("vim-cmd vmsvc/power.getstate 1\nRetrieved runtime info\nPowered on\n"),
+              shell_.Run("vim-cmd vmsvc/power.getstate 1"));
+    EXPECT_EQ(Terminal("vim-cmd vmsvc/power.shutdown 2\n"
+                       "(vim.fault.ToolsUnavailable) {\n"
+                       "   dynamicType = <unset>, \n"
+                       "   faultCause = (vmodl.MethodFault) null, \n"
+                       "   msg = \"Cannot complete operation because VMware Tools is not running in this virtual "
+                       "machine.\", \n"
+                       "}\n"),
+              shell_.Run("vim-cmd vmsvc/power.shutdown 2"));
+    while (Now() - start < 2.1) usleep(100000);
+    EXPECT_EQ(Terminal("vim-cmd vmsvc/power.getstate 1\nRetrieved runtime info\nPowered off\n"),
+              shell_.Run("vim-cmd vmsvc/power.getstate 1"));
+    EXPECT_EQ(esxisim::PowerState::kOn, Host().FindVm("2")->power);
+}
+
+// The power-cut cycle: esxcli powers the host off, which drops the session and refuses logins; the test
+// boots it again, and hostd answers a little after the SSH service.
+TEST_F(EsxiSimFaultOverSshTest, HostPowersOffDropsTheSessionRefusesLoginsAndBootsAgain) {
+    LogIn("hostname esx80\nesxi_version 8.0\nmaintenance yes\nvm 1\npower on\nvm 2\npower suspended\n");
+    EXPECT_EQ(Terminal("esxcli system shutdown poweroff -d 1 -r \"UPS battery low\"\n"),
+              shell_.Run("esxcli system shutdown poweroff -d 1 -r \"UPS battery low\""));
+    double start = Now();
+    EXPECT_GE(shell_.process().Wait(kReadSeconds), 0);
+    EXPECT_LT(Now() - start, 3.0);
+    EXPECT_EQ("", shell_.process().ReadFor(0.1)) << "no prompt after the cut";
+    esxisim::HostState host = Host();
+    EXPECT_TRUE(host.powered_off);
+    EXPECT_TRUE(host.in_maintenance);
+    EXPECT_EQ(esxisim::PowerState::kOff, host.FindVm("1")->power);
+    EXPECT_EQ(esxisim::PowerState::kSuspended, host.FindVm("2")->power);
+
+    bool ended = false;
+    PipedProcess refused;
+    // plink ends the password line itself; the host shows nothing.
+    EXPECT_EQ("\n", LogInAgain(&refused, shell_.prompt(), &ended));
+    EXPECT_TRUE(ended);
+
+    std::string error;
+    ASSERT_TRUE(esxisim::StateStore(state_path_).Update([](esxisim::HostState* booting) {
+        booting->powered_off = false;
+        booting->boot_ssh_at = esxisim::EpochNow() + 2;
+        booting->boot_hostd_at = esxisim::EpochNow() + 5;
+    }, &error)) << error;
+    double boot = Now();
+    PipedProcess early;
+    EXPECT_EQ("\n", LogInAgain(&early, shell_.prompt(), &ended));
+    EXPECT_TRUE(ended);
+    while (Now() - boot < 2.1) usleep(100000);
+    PipedProcess booted;
+    std::string greeting = LogInAgain(&booted, shell_.prompt(), &ended);
+    EXPECT_FALSE(ended);
+    EXPECT_NE(std::string::npos, greeting.find("VMware offers powerful and supported automation tools.")) << greeting;
+    booted.Write("vim-cmd vmsvc/power.getstate 2\n");
+    std::string text;
+    EXPECT_TRUE(booted.ReadUntil(shell_.prompt(), kReadSeconds, &text));
+    EXPECT_EQ(Terminal("vim-cmd vmsvc/power.getstate 2\nConnect to localhost failed: Connection failure\n") +
+                  shell_.prompt(),
+              text);
+    while (Now() - boot < 5.1) usleep(100000);
+    booted.Write("vim-cmd vmsvc/power.getstate 2\n");
+    EXPECT_TRUE(booted.ReadUntil(shell_.prompt(), kReadSeconds, &text));
+    EXPECT_EQ(Terminal("vim-cmd vmsvc/power.getstate 2\nRetrieved runtime info\nSuspended\n") + shell_.prompt(),
+              text);
+    booted.Write("exit\n");
+    EXPECT_EQ(0, booted.Wait(kReadSeconds));
 }
 
 }  // namespace

@@ -43,7 +43,7 @@ TEST_F(HostFilesTest, HostProgramsLinkToTheProgramBesideThem) {
     std::string error;
     ASSERT_TRUE(InstallHostFiles(program_, busybox_, &error)) << error;
     EXPECT_EQ(dir_.file("esxi-sim.d/bin"), HostBinDir(program_));
-    for (const char* name : {"vim-cmd", "vmware", "hostname"}) {
+    for (const char* name : {"vim-cmd", "vmware", "hostname", "esxcli"}) {
         fs::path link = fs::path(HostBinDir(program_)) / name;
         ASSERT_TRUE(fs::is_symlink(link)) << link;
         EXPECT_EQ("../../esxi-sim", fs::read_symlink(link).string());
@@ -56,14 +56,14 @@ TEST_F(HostFilesTest, AppletsAreThoseOfTheHostThatBusyboxHasAndNothingElse) {
     ASSERT_TRUE(InstallHostFiles(program_, busybox_, &error)) << error;
     std::vector<std::string> present;
     ASSERT_TRUE(BusyboxApplets(busybox_, &present, &error)) << error;
-    std::vector<std::string> expected = {"hostname", "vim-cmd", "vmware"};
+    std::vector<std::string> expected = {"esxcli", "hostname", "vim-cmd", "vmware"};
     for (const std::string& applet : HostApplets()) {
         if (std::find(present.begin(), present.end(), applet) != present.end()) expected.push_back(applet);
     }
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(expected, BinEntries());
     EXPECT_EQ(busybox_, fs::read_symlink(fs::path(HostBinDir(program_)) / "grep").string());
-    for (const char* absent : {"reboot", "poweroff", "halt", "mount", "wget", "esxcli"}) {
+    for (const char* absent : {"reboot", "poweroff", "halt", "mount", "wget", "esxtop"}) {
         EXPECT_FALSE(fs::exists(fs::symlink_status(fs::path(HostBinDir(program_)) / absent))) << absent;
     }
 }

@@ -21,11 +21,12 @@ protected:
     std::ostringstream out_;
 };
 
-TEST_F(HostProgramsTest, NamesAreTheThreeHostPrograms) {
-    EXPECT_EQ((std::vector<std::string>{"vim-cmd", "vmware", "hostname"}), HostProgramNames());
+TEST_F(HostProgramsTest, NamesAreTheFourHostPrograms) {
+    EXPECT_EQ((std::vector<std::string>{"vim-cmd", "vmware", "hostname", "esxcli"}), HostProgramNames());
     EXPECT_TRUE(IsHostProgram("vim-cmd"));
+    EXPECT_TRUE(IsHostProgram("esxcli"));
     EXPECT_FALSE(IsHostProgram("esxi-sim"));
-    EXPECT_FALSE(IsHostProgram("esxcli"));
+    EXPECT_FALSE(IsHostProgram("esxtop"));
 }
 
 TEST_F(HostProgramsTest, VmwareVersionIsTheProfilesAndOtherOptionsGetTheUsage) {
@@ -49,7 +50,7 @@ TEST_F(HostProgramsTest, VimCmdAnswersFromTheStateFile) {
 }
 
 TEST_F(HostProgramsTest, AnotherNameIsNoHostProgram) {
-    EXPECT_EQ(127, Run("esxcli", {}));
+    EXPECT_EQ(127, Run("esxtop", {}));
     EXPECT_EQ("", out_.str());
 }
 

@@ -122,6 +122,46 @@ TEST(StateTextTest, RefusalAndStallKeysAreWrittenBackOnlyWhenSet) {
     EXPECT_EQ(text, FormatState(again));
 }
 
+TEST(StateTextTest, GuestKeysAreWrittenBackOnlyWhenNotAtTheirDefault) {
+    HostState host;
+    std::string error;
+    ASSERT_TRUE(ParseState("vm 1\ntools yes\npassthrough no\nshutdown_seconds 0\nvm 2\ntools no\npassthrough yes\n"
+                           "shutdown_seconds 90\nguest_shutdown_at 1732390005.25\n",
+                           &host, &error))
+        << error;
+    EXPECT_TRUE(host.vms[0].tools);
+    EXPECT_FALSE(host.vms[1].tools);
+    EXPECT_TRUE(host.vms[1].passthrough);
+    EXPECT_EQ(90, host.vms[1].shutdown_seconds);
+    EXPECT_EQ(1732390005.25, host.vms[1].guest_shutdown_at);
+    std::string text = FormatState(host);
+    EXPECT_NE(std::string::npos, text.find("suspend_seconds 0\nvm 2\n")) << text;
+    EXPECT_NE(std::string::npos, text.find("suspend_seconds 0\ntools no\npassthrough yes\nshutdown_seconds 90\n"
+                                           "guest_shutdown_at 1732390005.250\n"))
+        << text;
+    HostState again;
+    ASSERT_TRUE(ParseState(text, &again, &error)) << error;
+    EXPECT_EQ(text, FormatState(again));
+}
+
+TEST(StateTextTest, HostPowerKeysAreWrittenBackOnlyWhenSet) {
+    HostState host;
+    std::string error;
+    ASSERT_TRUE(ParseState("powered_off no\n", &host, &error)) << error;
+    EXPECT_EQ(std::string::npos, FormatState(host).find("power")) << FormatState(host);
+    ASSERT_TRUE(ParseState("powered_off yes\npoweroff_at 1732390005\nboot_ssh_at 1732390100.5\n"
+                           "boot_hostd_at 1732390130\n",
+                           &host, &error))
+        << error;
+    EXPECT_TRUE(host.powered_off);
+    EXPECT_EQ(1732390005, host.poweroff_at);
+    EXPECT_EQ(1732390100.5, host.boot_ssh_at);
+    EXPECT_EQ(1732390130, host.boot_hostd_at);
+    EXPECT_NE(std::string::npos, FormatState(host).find("task_counter 1\npowered_off yes\npoweroff_at 1732390005.000\n"
+                                                        "boot_ssh_at 1732390100.500\nboot_hostd_at 1732390130.000\n"))
+        << FormatState(host);
+}
+
 TEST(StateTextTest, DefaultStallSecondsAreTenMinutesAndNotWritten) {
     HostState host;
     EXPECT_EQ(600, host.stall_seconds);
@@ -159,6 +199,15 @@ const BadText kBadTexts[] = {
     {"stall\n", "line 1: bad value for stall"},
     {"stall_seconds 3601\n", "line 1: bad value for stall_seconds"},
     {"vm 1\nrefuse_power_on sometimes\n", "line 2: bad value for refuse_power_on"},
+    {"vm 1\ntools maybe\n", "line 2: bad value for tools"},
+    {"vm 1\npassthrough 1\n", "line 2: bad value for passthrough"},
+    {"vm 1\nshutdown_seconds 3601\n", "line 2: bad value for shutdown_seconds"},
+    {"vm 1\nguest_shutdown_at soon\n", "line 2: bad value for guest_shutdown_at"},
+    {"vm 1\nguest_shutdown_at -5\n", "line 2: bad value for guest_shutdown_at"},
+    {"powered_off off\n", "line 1: bad value for powered_off"},
+    {"poweroff_at 12:00\n", "line 1: bad value for poweroff_at"},
+    {"boot_ssh_at\n", "line 1: bad value for boot_ssh_at"},
+    {"boot_hostd_at 1e9\n", "line 1: bad value for boot_hostd_at"},
 };
 
 TEST(StateTextTest, BadLineIsRefusedWithItsNumberAndReason) {

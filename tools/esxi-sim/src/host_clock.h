@@ -1,0 +1,30 @@
+// Time on the simulated host. What takes time without a program waiting for it (a guest shutting down, the
+// host powering off, its boot) is kept in the state file as the moment it is over; every read of the state
+// brings the host up to the present (StateStore), so no process has to outlive the command that started it.
+#ifndef ESXI_SIM_HOST_CLOCK_H
+#define ESXI_SIM_HOST_CLOCK_H
+
+#include "host_state.h"
+
+namespace esxisim {
+
+// Seconds since the epoch, with the fraction.
+double EpochNow();
+
+// Brings `host` up to `now`: a guest shutdown whose time has come has powered its VM off; a host power-off
+// whose time has come has cut the power (CutPower); the boot moments that have passed are forgotten.
+void SettleHost(HostState* host, double now);
+
+// The host loses its power: VMs that run are off (suspended ones stay suspended), nothing under way goes on,
+// maintenance mode is kept.
+void CutPower(HostState* host);
+
+// Whether the host takes a new login at `now`: it is on and its SSH service has started.
+bool AcceptsLogins(const HostState& host, double now);
+
+// Whether vim-cmd reaches hostd at `now`: it is on and hostd has started.
+bool HostdAnswers(const HostState& host, double now);
+
+}  // namespace esxisim
+
+#endif

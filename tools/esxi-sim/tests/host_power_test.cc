@@ -1,0 +1,196 @@
+// The host powers off and boots: the power cut and the boot moments (host_clock.h), esxcli's power-off, and
+// what the host's programs do meanwhile, run in-process against a state file.
+#include <gtest/gtest.h>
+#include <time.h>
+
+#include <sstream>
+#include <string>
+
+#include "host_clock.h"
+#include "host_programs.h"
+#include "state_store.h"
+#include "temp_dir.h"
+
+namespace esxisim {
+namespace {
+
+const char kPowerOffUsage[] =
+    "Usage: esxcli system shutdown poweroff [cmd options]\n"
+    "Description:\n"
+    "  poweroff              Power off the system. The host must be in maintenance mode.\n"
+    "Cmd options:\n"
+    "  -d|--delay=<long>     Delay interval in seconds\n"
+    "  -r|--reason=<str>     Reason for performing the operation (required)\n";
+
+const char kThreeVms[] = "vm 1\npower on\nshutdown_seconds 60\nvm 2\npower suspended\nvm 3\npower off\n";
+
+void SleepFor(double seconds) {
+    time_t whole = static_cast<time_t>(seconds);
+    struct timespec ts = {whole, static_cast<long>((seconds - static_cast<double>(whole)) * 1e9)};
+    nanosleep(&ts, nullptr);
+}
+
+// In maintenance, powering off at 1000: a VM that runs (its guest shutting down), a suspended and an off one.
+HostState PoweringOffHost() {
+    HostState host;
+    host.in_maintenance = true;
+    host.vms.resize(3);
+    host.vms[0].power = PowerState::kOn;
+    host.vms[0].guest_shutdown_at = 2000;
+    host.vms[1].power = PowerState::kSuspended;
+    host.vms[2].power = PowerState::kOff;
+    host.poweroff_at = 1000;
+    return host;
+}
+
+TEST(HostPowerTest, CutPowersRunningVmsOffKeepsSuspendedOnesAndMaintenance) {
+    HostState host = PoweringOffHost();
+    SettleHost(&host, 999.9);
+    EXPECT_FALSE(host.powered_off);
+    EXPECT_EQ(PowerState::kOn, host.vms[0].power);
+    SettleHost(&host, 1000);
+    EXPECT_TRUE(host.powered_off);
+    EXPECT_EQ(0, host.poweroff_at);
+    EXPECT_EQ(PowerState::kOff, host.vms[0].power);
+    EXPECT_EQ(0, host.vms[0].guest_shutdown_at) << "nothing goes on after the cut";
+    EXPECT_EQ(PowerState::kSuspended, host.vms[1].power);
+    EXPECT_EQ(PowerState::kOff, host.vms[2].power);
+    EXPECT_TRUE(host.in_maintenance);
+}
+
+TEST(HostPowerTest, BootMomentsGateLoginsAndHostdAndAreForgottenOnceTheyHavePassed) {
+    HostState host;
+    host.boot_ssh_at = 100;
+    host.boot_hostd_at = 110;
+    EXPECT_FALSE(AcceptsLogins(host, 99));
+    EXPECT_FALSE(HostdAnswers(host, 105));
+    EXPECT_TRUE(AcceptsLogins(host, 100));
+    EXPECT_TRUE(HostdAnswers(host, 110));
+    SettleHost(&host, 105);
+    EXPECT_EQ(0, host.boot_ssh_at);
+    EXPECT_EQ(110, host.boot_hostd_at);
+    SettleHost(&host, 110);
+    EXPECT_EQ(0, host.boot_hostd_at);
+    host.powered_off = true;
+    EXPECT_FALSE(AcceptsLogins(host, 200));
+    EXPECT_FALSE(HostdAnswers(host, 200));
+}
+
+class EsxcliTest : public ::testing::Test {
+protected:
+    void SetHost(const std::string& text) { dir_.Write("state", text); }
+
+    std::string Run(const std::string& program, const std::vector<std::string>& args) {
+        std::ostringstream out;
+        status_ = RunHostProgram(program, args, StateStore(dir_.file("state")), out);
+        return out.str();
+    }
+
+    std::string PowerOff(const std::vector<std::string>& options) {
+        std::vector<std::string> args = {"system", "shutdown", "poweroff"};
+        args.insert(args.end(), options.begin(), options.end());
+        return Run("esxcli", args);
+    }
+
+    HostState Host() const {
+        HostState host;
+        std::string error;
+        EXPECT_TRUE(StateStore(dir_.file("state")).Read(&host, &error)) << error;
+        return host;
+    }
+
+    TempDir dir_;
+    int status_ = -1;
+};
+
+TEST_F(EsxcliTest, PowerOffWithoutAReasonPrintsTheErrorAndTheUsage) {
+    SetHost("maintenance yes\n");
+    EXPECT_EQ(std::string("Error: Missing required parameter -r|--reason\n") + kPowerOffUsage, PowerOff({"-d", "10"}));
+    EXPECT_EQ(1, status_);
+    EXPECT_EQ(0, Host().poweroff_at);
+}
+
+TEST_F(EsxcliTest, PowerOffOutsideMaintenanceModeIsRefused) {
+    SetHost(kThreeVms);
+    EXPECT_EQ("The operation is not allowed in the current state.\n", PowerOff({"-d", "10", "-r", "UPS"}));
+    EXPECT_EQ(1, status_);
+    EXPECT_EQ(0, Host().poweroff_at);
+    EXPECT_FALSE(Host().powered_off);
+}
+
+TEST_F(EsxcliTest, AcceptedPowerOffPrintsNothingAndTheHostIsOffAfterTheDelay) {
+    SetHost(std::string("maintenance yes\n") + kThreeVms);
+    double start = EpochNow();
+    EXPECT_EQ("", PowerOff({"-d", "1", "-r", "Power cut"}));
+    EXPECT_EQ(0, status_);
+    HostState host = Host();
+    EXPECT_NEAR(start + 1, host.poweroff_at, 0.2);
+    EXPECT_FALSE(host.powered_off);
+    EXPECT_EQ("Retrieved runtime info\nPowered on\n", Run("vim-cmd", {"vmsvc/power.getstate", "1"}));
+    SleepFor(1.1);
+    host = Host();
+    EXPECT_TRUE(host.powered_off);
+    EXPECT_TRUE(host.in_maintenance);
+    EXPECT_EQ(PowerState::kOff, host.FindVm("1")->power);
+    EXPECT_EQ(PowerState::kSuspended, host.FindVm("2")->power);
+    EXPECT_EQ(PowerState::kOff, host.FindVm("3")->power);
+}
+
+TEST_F(EsxcliTest, OptionsInTheirLongFormsAndAnEarlierPowerOffStands) {
+    SetHost("maintenance yes\n");
+    double start = EpochNow();
+    EXPECT_EQ("", PowerOff({"--reason=UPS on battery", "--delay=300"}));
+    EXPECT_NEAR(start + 300, Host().poweroff_at, 1);
+    EXPECT_EQ("", PowerOff({"--delay", "30", "--reason", "sooner"}));
+    EXPECT_NEAR(start + 30, Host().poweroff_at, 1);
+    EXPECT_EQ("", PowerOff({"-r", "now"}));
+    EXPECT_TRUE(Host().powered_off) << "no delay: at once";
+}
+
+TEST_F(EsxcliTest, BadDelayAndUnknownOptionPrintTheUsage) {
+    SetHost("maintenance yes\n");
+    EXPECT_EQ(std::string("Error: Invalid value for -d|--delay: soon\n") + kPowerOffUsage,
+              PowerOff({"-d", "soon", "-r", "x"}));
+    EXPECT_EQ(1, status_);
+    EXPECT_EQ(std::string("Error: Invalid option --force\n") + kPowerOffUsage, PowerOff({"--force", "-r", "x"}));
+    EXPECT_EQ(std::string("Error: Invalid option -r\n") + kPowerOffUsage, PowerOff({"-r"}));
+    EXPECT_EQ(0, Host().poweroff_at);
+}
+
+TEST_F(EsxcliTest, MaintenanceModeGetListingsAndUnknownCommands) {
+    SetHost("maintenance yes\n");
+    EXPECT_EQ("Enabled\n", Run("esxcli", {"system", "maintenanceMode", "get"}));
+    SetHost("maintenance no\n");
+    EXPECT_EQ("Disabled\n", Run("esxcli", {"system", "maintenanceMode", "get"}));
+    EXPECT_EQ(0, status_);
+    EXPECT_EQ(0u, Run("esxcli", {"system", "shutdown"}).find("Usage: esxcli system shutdown {cmd} [cmd options]\n"));
+    EXPECT_EQ("Error: Unknown command or namespace system uptime get\n\n",
+              Run("esxcli", {"system", "uptime", "get"}));
+    EXPECT_EQ(1, status_);
+    EXPECT_EQ("", Run("esxcli", {"system", "shutdown", "reboot", "-r", "x"})) << "not simulated: standard error";
+    EXPECT_EQ(1, status_);
+}
+
+TEST_F(EsxcliTest, ProgramsOfAHostThatIsOffPrintNothingAndFail) {
+    SetHost("powered_off yes\nhostname esx01\nvm 1\npower off\n");
+    for (const char* program : {"vim-cmd", "hostname", "esxcli", "vmware"}) {
+        EXPECT_EQ("", Run(program, {"-v"})) << program;
+        EXPECT_EQ(1, status_) << program;
+    }
+}
+
+TEST_F(EsxcliTest, VimCmdCannotReachHostdUntilItHasStarted) {
+    SetHost("hostname esx01\nboot_hostd_at " + std::to_string(EpochNow() + 1) + "\nvm 1\npower off\n");
+    for (const std::vector<std::string>& args :
+         {std::vector<std::string>{}, {"vmsvc/getallvms"}, {"vmsvc/power.on", "1"}, {"hostsvc/hostsummary"}}) {
+        EXPECT_EQ("Connect to localhost failed: Connection failure\n", Run("vim-cmd", args));
+        EXPECT_EQ(1, status_);
+    }
+    EXPECT_EQ(PowerState::kOff, Host().FindVm("1")->power);
+    EXPECT_EQ("esx01\n", Run("hostname", {}));
+    SleepFor(1.1);
+    EXPECT_EQ("Powering on VM:\n", Run("vim-cmd", {"vmsvc/power.on", "1"}));
+}
+
+}  // namespace
+}  // namespace esxisim
