@@ -33,8 +33,14 @@ const char kUnitDir[] = "/lib/systemd/system/";
 const int kRunTimeoutSeconds = 55;
 
 const std::string kHostBefore = Host("no", 1) + Vm("1", "web01", "on") + Vm("2", "backup", "off");
-const std::string kSuspendedList =
-    ListFile("true", "true", Row("1", "web01", "Suspended", "to reboot") + Row("2", "backup", "Powered off"));
+// The example configuration runs the suspend with -onrefusal poweroff, so the file says how web01 was stopped.
+const std::string kStoppedBySuspend =
+    "<virtualmachineserver id=\"1\" name=\"web01\" rebootstatus=\"to reboot\" status=\"Suspended\" "
+    "stopped=\"suspended\" timeout=\"300\"></virtualmachineserver>";
+const std::string kStartedAgain =
+    "<virtualmachineserver id=\"1\" name=\"web01\" rebootstatus=\"rebooted\" status=\"Powered on\" "
+    "stopped=\"suspended\" timeout=\"300\"></virtualmachineserver>";
+const std::string kSuspendedList = ListFile("true", "true", kStoppedBySuspend + Row("2", "backup", "Powered off"));
 
 class InstalledPackage : public testing::Test {
 protected:
@@ -80,6 +86,7 @@ protected:
         EXPECT_EQ(1u, env.count("VMNAP_HOST"));
         EXPECT_EQ(1u, env.count("VMNAP_USER"));
         EXPECT_EQ(1u, env.count("VMNAP_PASSWORD"));
+        EXPECT_EQ("-onrefusal poweroff -shutdownminutes 3", env["VMNAP_OPTIONS"]);
         env["VMNAP_HOST"] = "127.0.0.1";
         env["VMNAP_USER"] = sshd_.user();
         env["VMNAP_PASSWORD"] = sshd_.password();
@@ -151,7 +158,7 @@ TEST_F(InstalledPackage, UnitsSuspendAndResumeTheHostNamedByTheirInstance) {
     ProgramResult resume = RunUnit("vmnap-resume@.service", conf);
     ASSERT_EQ(0, resume.exit_status) << Explain(resume);
     EXPECT_EQ(Host("no", 3) + Vm("1", "web01", "on") + Vm("2", "backup", "off"), HostNow());
-    EXPECT_EQ(ListFile("false", "false", Row("1", "web01", "Powered on", "rebooted") + Row("2", "backup", "Powered off")),
+    EXPECT_EQ(ListFile("false", "false", kStartedAgain + Row("2", "backup", "Powered off")),
               ReadFile(StateDirFile("esx01.xml")));
 }
 
