@@ -4,6 +4,7 @@
 // nothing but vim-cmd lines with digit ids reached it.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <regex>
 #include <string>
 #include <vector>
@@ -65,9 +66,7 @@ protected:
 
     // The host of the given version: every VM running, web01 with the hostile note, invalid-VM lines first.
     std::string OddHost() const {
-        std::string host = Host("no", 1, Version() == "5.5" ? "busybox" : "bracket");
-        host = std::regex_replace(host, std::regex("esxi_version 5.5"), "esxi_version " + Version());
-        host += "invalid_vm 6\n";
+        std::string host = HostOfVersion(Version(), "no", 1) + "invalid_vm 6\n";
         for (const OddVm& vm : kOddVms) {
             host += "vm " + vm.id + "\nname " + vm.name + "\nfile " + vm.file +
                     "\nguest centos64Guest\nversion vmx-08\npower on\n";
@@ -122,8 +121,7 @@ TEST_P(HostTextIsNeverACommand, TheResumeStartsEveryMarkedVmByItsId) {
 
 // A table of many pieces, every VM with note lines that read like the prompt: none of them ends the table.
 TEST_P(HostTextIsNeverACommand, PromptLikeNoteLinesInALongTableCutNothing) {
-    std::string host = Host("no", 1, Version() == "5.5" ? "busybox" : "bracket");
-    host = std::regex_replace(host, std::regex("esxi_version 5.5"), "esxi_version " + Version());
+    std::string host = HostOfVersion(Version(), "no", 1);
     std::string rows;
     for (int id = 1; id <= 40; ++id) {
         std::string name = "vm" + std::to_string(id);

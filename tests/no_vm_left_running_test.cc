@@ -27,9 +27,7 @@ protected:
     // web01 and app01 suspend; storage has a passthrough device and Tools (its guest takes 2 s to shut
     // down); gpu has a passthrough device and no Tools.
     void SetFourVms() {
-        std::string host = Host("no", 1, std::string(GetParam()) == "5.5" ? "busybox" : "bracket");
-        host = std::regex_replace(host, std::regex("esxi_version 5.5"), std::string("esxi_version ") + GetParam());
-        SetHostInAnyOrder(host + Vm("1", "web01", "on") + Vm("2", "storage", "on") +
+        SetHostInAnyOrder(HostOfVersion(GetParam(), "no", 1) + Vm("1", "web01", "on") + Vm("2", "storage", "on") +
                           "passthrough yes\nshutdown_seconds 2\n" + Vm("3", "gpu", "on") +
                           "passthrough yes\ntools no\n" + Vm("4", "app01", "on"));
     }

@@ -21,6 +21,7 @@ extern const char kBanner[];    // what a quiet run prints, stamps normalised
 
 // The state-file and list-file texts (simulated_host.h), by their short names.
 using simulated::Host;
+using simulated::HostOfVersion;
 using simulated::ListFile;
 using simulated::Row;
 using simulated::Vm;

@@ -19,6 +19,11 @@ std::string Host(const std::string& maintenance, int task_counter, const std::st
            "\ntask_counter " + std::to_string(task_counter) + "\n";
 }
 
+std::string HostOfVersion(const std::string& version, const std::string& maintenance, int task_counter) {
+    return "hostname esx01\nesxi_version " + version + "\nprompt " + (version == "5.5" ? "busybox" : "bracket") +
+           "\nmaintenance " + maintenance + "\ntask_counter " + std::to_string(task_counter) + "\n";
+}
+
 std::string Row(const std::string& id, const std::string& name, const std::string& status,
                 const std::string& mark, int timeout_seconds) {
     std::string reboot = mark.empty() ? "" : " rebootstatus=\"" + mark + "\"";

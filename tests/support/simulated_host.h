@@ -16,6 +16,9 @@ std::string Vm(const std::string& id, const std::string& name, const std::string
 std::string Host(const std::string& maintenance, int task_counter, const std::string& prompt = "busybox",
                  const std::string& hostname = "esx01");
 
+// The same for a host of ESXi `version` (5.5, 6.7, 7.0, 8.0), with that version's prompt.
+std::string HostOfVersion(const std::string& version, const std::string& maintenance, int task_counter);
+
 // One row of the list file, as the tool writes it.
 std::string Row(const std::string& id, const std::string& name, const std::string& status,
                 const std::string& mark = "", int timeout_seconds = 300);
