@@ -24,7 +24,7 @@ struct VmStopResult {
 VmStopResult StopVm(VirtualMachineServer& vm, const SuspendPolicy& policy);
 
 // Marks a VM that -skip names: it is not touched; a running one counts as left running.
-VmFate LeaveVmAlone(VirtualMachineServer& vm, const SuspendPolicy& policy);
+VmFate LeaveVmAlone(VirtualMachineServer& vm);
 
 }  // namespace SshSrv
 

@@ -200,7 +200,7 @@ int ESXiServer::StopTheVms(const VmOrder& order, bool* leftRunning) {
         if (result.fate == VmFate::kLeftRunning) *leftRunning = true;
     }
     for (VirtualMachineServer* vm : order.skipped)
-        if (LeaveVmAlone(*vm, m_policy) == VmFate::kLeftRunning) *leftRunning = true;
+        if (LeaveVmAlone(*vm) == VmFate::kLeftRunning) *leftRunning = true;
     return SSH_SUCCESS;
 }
 

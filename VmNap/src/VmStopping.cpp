@@ -25,9 +25,10 @@ const char* const kStoppedAs = "VM %s %s: %s\n";
 // failure (the connection, a reply out of step) ends the run.
 bool IsRefusal(int code) { return code == SSH_CLI_CMD_FAILED_ERR || code == SSH_VERIFY_ERR; }
 
-VmStopResult Stopped(VirtualMachineServer& vm, const char* how, bool record) {
+// Shut down or powered off after a refused suspend: marked, so that the resume boots it.
+VmStopResult Stopped(VirtualMachineServer& vm, const char* how) {
     vm.MarkToReboot();
-    if (record) vm.SetStopped(how);
+    vm.SetStopped(how);
     KelTrace(TRACE_DEBUG, "StopVm", kStoppedAs, vm.GetId().c_str(), vm.GetName().c_str(), how);
     return {VmFate::kStopped, SSH_SUCCESS};
 }
@@ -46,13 +47,13 @@ void TraceFallback(VirtualMachineServer& vm, const char* what, int code) {
 VmStopResult FallBack(VirtualMachineServer& vm, const SuspendPolicy& policy) {
     int rc = vm.Shutdown();
     if (rc == SSH_SUCCESS) rc = vm.WaitUntilPoweredOff(policy.shutdownSeconds);
-    if (rc == SSH_SUCCESS) return Stopped(vm, kShutDown, true);
+    if (rc == SSH_SUCCESS) return Stopped(vm, kShutDown);
     if (!IsRefusal(rc)) return {VmFate::kFailed, rc};
     if (policy.onRefusal == OnRefusal::kShutdown)
         return LeftRunning(vm, rc == SSH_VERIFY_ERR ? kShutdownTooLong : kShutdownRefused);
     TraceFallback(vm, "the guest did not shut down", rc);
     rc = vm.PowerOff();
-    if (rc == SSH_SUCCESS) return Stopped(vm, kPoweredOff, true);
+    if (rc == SSH_SUCCESS) return Stopped(vm, kPoweredOff);
     if (!IsRefusal(rc)) return {VmFate::kFailed, rc};
     return LeftRunning(vm, kPowerOffRefused);
 }
@@ -73,7 +74,7 @@ VmStopResult StopVm(VirtualMachineServer& vm, const SuspendPolicy& policy) {
     return FallBack(vm, policy);
 }
 
-VmFate LeaveVmAlone(VirtualMachineServer& vm, const SuspendPolicy&) {
+VmFate LeaveVmAlone(VirtualMachineServer& vm) {
     if (vm.GetStatus() != kPoweredOn) return VmFate::kStopped;
     LeftRunning(vm, kSkipped);
     return VmFate::kLeftRunning;
