@@ -1,6 +1,12 @@
 #include "host_clock.h"
 
+#include "datastore_model.h"
+
 #include <time.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
 
 namespace esxisim {
 
@@ -9,6 +15,23 @@ namespace {
 void SettleGuestShutdown(VmState* vm, double now) {
     if (vm->guest_shutdown_at <= 0 || now < vm->guest_shutdown_at) return;
     vm->SetPower(vm->power == PowerState::kOn ? PowerState::kOff : vm->power);
+}
+
+// Whether the process `pid` still runs: one that has ended but waits to be reaped does not.
+bool ProcessRuns(long pid) {
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::stringstream text;
+    text << stat.rdbuf();
+    std::string line = text.str();
+    size_t end_of_name = line.rfind(") ");
+    if (end_of_name == std::string::npos || end_of_name + 2 >= line.size()) return false;
+    char state = line[end_of_name + 2];
+    return state != 'Z' && state != 'X';
+}
+
+// An operation whose process has gone ended with it; the VM stays as it was.
+void ForgetOrphanedOperation(VmState* vm) {
+    if (vm->operation.kind != OperationKind::kNone && !ProcessRuns(vm->operation.pid)) vm->operation = VmOperation();
 }
 
 void ForgetPassed(double* moment, double now) {
@@ -24,7 +47,11 @@ double EpochNow() {
 }
 
 void SettleHost(HostState* host, double now) {
-    for (VmState& vm : host->vms) SettleGuestShutdown(&vm, now);
+    AdvanceTransfers(host, now);
+    for (VmState& vm : host->vms) {
+        SettleGuestShutdown(&vm, now);
+        ForgetOrphanedOperation(&vm);
+    }
     if (host->poweroff_at > 0 && now >= host->poweroff_at) CutPower(host);
     ForgetPassed(&host->boot_ssh_at, now);
     ForgetPassed(&host->boot_hostd_at, now);
@@ -33,7 +60,10 @@ void SettleHost(HostState* host, double now) {
 void CutPower(HostState* host) {
     host->powered_off = true;
     host->poweroff_at = 0;
-    for (VmState& vm : host->vms) vm.SetPower(vm.power == PowerState::kOn ? PowerState::kOff : vm.power);
+    for (VmState& vm : host->vms) {
+        vm.SetPower(vm.power == PowerState::kOn ? PowerState::kOff : vm.power);
+        vm.operation = VmOperation();
+    }
 }
 
 bool AcceptsLogins(const HostState& host, double now) {

@@ -11,8 +11,9 @@ namespace esxisim {
 // Seconds since the epoch, with the fraction.
 double EpochNow();
 
-// Brings `host` up to `now`: a guest shutdown whose time has come has powered its VM off; a host power-off
-// whose time has come has cut the power (CutPower); the boot moments that have passed are forgotten.
+// Brings `host` up to `now`: a guest shutdown whose time has come has powered its VM off; an operation whose
+// process has gone has ended, its VM as it was (timed_operation.h); a host power-off whose time has come has
+// cut the power (CutPower); the boot moments that have passed are forgotten.
 void SettleHost(HostState* host, double now);
 
 // The host loses its power: VMs that run are off (suspended ones stay suspended), nothing under way goes on,
