@@ -34,8 +34,10 @@ void ForgetOrphanedOperation(VmState* vm) {
     if (vm->operation.kind != OperationKind::kNone && !ProcessRuns(vm->operation.pid)) vm->operation = VmOperation();
 }
 
+bool HasPassed(double moment, double now) { return moment > 0 && now >= moment; }
+
 void ForgetPassed(double* moment, double now) {
-    if (*moment > 0 && now >= *moment) *moment = 0;
+    if (HasPassed(*moment, now)) *moment = 0;
 }
 
 }  // namespace
@@ -52,14 +54,20 @@ void SettleHost(HostState* host, double now) {
         SettleGuestShutdown(&vm, now);
         ForgetOrphanedOperation(&vm);
     }
-    if (host->poweroff_at > 0 && now >= host->poweroff_at) CutPower(host);
+    if (HasPassed(host->poweroff_at, now)) CutPower(host);
+    bool booted = HasPassed(host->boot_ssh_at, now) || HasPassed(host->boot_hostd_at, now);
+    if (host->powered_off && booted) host->powered_off = false;
     ForgetPassed(&host->boot_ssh_at, now);
     ForgetPassed(&host->boot_hostd_at, now);
 }
 
 void CutPower(HostState* host) {
+    double at = host->poweroff_at;
     host->powered_off = true;
     host->poweroff_at = 0;
+    // A boot due before the cut does not bring the host back.
+    if (host->boot_ssh_at <= at) host->boot_ssh_at = 0;
+    if (host->boot_hostd_at <= at) host->boot_hostd_at = 0;
     for (VmState& vm : host->vms) {
         vm.SetPower(vm.power == PowerState::kOn ? PowerState::kOff : vm.power);
         vm.operation = VmOperation();
