@@ -20,4 +20,10 @@ std::vector<VmState> ExampleVms(const VersionProfile& profile, int count, PowerS
     return vms;
 }
 
+std::vector<VmState> SizedExampleVms(const VersionProfile& profile, int count, PowerState power) {
+    std::vector<VmState> vms = ExampleVms(profile, count, power);
+    for (size_t i = 0; i < vms.size(); ++i) vms[i].memory_mb = profile.examples[i % profile.examples.size()].memory_mb;
+    return vms;
+}
+
 }  // namespace esxisim

@@ -1,6 +1,12 @@
 #include "host_clock.h"
 
+#include "datastore_model.h"
+
 #include <time.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
 
 namespace esxisim {
 
@@ -11,8 +17,27 @@ void SettleGuestShutdown(VmState* vm, double now) {
     vm->SetPower(vm->power == PowerState::kOn ? PowerState::kOff : vm->power);
 }
 
+// Whether the process `pid` still runs: one that has ended but waits to be reaped does not.
+bool ProcessRuns(long pid) {
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::stringstream text;
+    text << stat.rdbuf();
+    std::string line = text.str();
+    size_t end_of_name = line.rfind(") ");
+    if (end_of_name == std::string::npos || end_of_name + 2 >= line.size()) return false;
+    char state = line[end_of_name + 2];
+    return state != 'Z' && state != 'X';
+}
+
+// An operation whose process has gone ended with it; the VM stays as it was.
+void ForgetOrphanedOperation(VmState* vm) {
+    if (vm->operation.kind != OperationKind::kNone && !ProcessRuns(vm->operation.pid)) vm->operation = VmOperation();
+}
+
+bool HasPassed(double moment, double now) { return moment > 0 && now >= moment; }
+
 void ForgetPassed(double* moment, double now) {
-    if (*moment > 0 && now >= *moment) *moment = 0;
+    if (HasPassed(*moment, now)) *moment = 0;
 }
 
 }  // namespace
@@ -24,16 +49,29 @@ double EpochNow() {
 }
 
 void SettleHost(HostState* host, double now) {
-    for (VmState& vm : host->vms) SettleGuestShutdown(&vm, now);
-    if (host->poweroff_at > 0 && now >= host->poweroff_at) CutPower(host);
+    AdvanceTransfers(host, now);
+    for (VmState& vm : host->vms) {
+        SettleGuestShutdown(&vm, now);
+        ForgetOrphanedOperation(&vm);
+    }
+    if (HasPassed(host->poweroff_at, now)) CutPower(host);
+    bool booted = HasPassed(host->boot_ssh_at, now) || HasPassed(host->boot_hostd_at, now);
+    if (host->powered_off && booted) host->powered_off = false;
     ForgetPassed(&host->boot_ssh_at, now);
     ForgetPassed(&host->boot_hostd_at, now);
 }
 
 void CutPower(HostState* host) {
+    double at = host->poweroff_at;
     host->powered_off = true;
     host->poweroff_at = 0;
-    for (VmState& vm : host->vms) vm.SetPower(vm.power == PowerState::kOn ? PowerState::kOff : vm.power);
+    // A boot due before the cut does not bring the host back.
+    if (host->boot_ssh_at <= at) host->boot_ssh_at = 0;
+    if (host->boot_hostd_at <= at) host->boot_hostd_at = 0;
+    for (VmState& vm : host->vms) {
+        vm.SetPower(vm.power == PowerState::kOn ? PowerState::kOff : vm.power);
+        vm.operation = VmOperation();
+    }
 }
 
 bool AcceptsLogins(const HostState& host, double now) {

@@ -11,12 +11,14 @@ namespace esxisim {
 // Seconds since the epoch, with the fraction.
 double EpochNow();
 
-// Brings `host` up to `now`: a guest shutdown whose time has come has powered its VM off; a host power-off
-// whose time has come has cut the power (CutPower); the boot moments that have passed are forgotten.
+// Brings `host` up to `now`: a guest shutdown whose time has come has powered its VM off; an operation whose
+// process has gone has ended, its VM as it was (timed_operation.h); a host power-off whose time has come has
+// cut the power (CutPower); a host that is off has come back on at the first of its boot moments to pass
+// (boot_ssh_at, boot_hostd_at); the boot moments that have passed are forgotten.
 void SettleHost(HostState* host, double now);
 
 // The host loses its power: VMs that run are off (suspended ones stay suspended), nothing under way goes on,
-// maintenance mode is kept.
+// maintenance mode is kept, a boot moment before the cut (poweroff_at) is forgotten.
 void CutPower(HostState* host);
 
 // Whether the host takes a new login at `now`: it is on and its SSH service has started.

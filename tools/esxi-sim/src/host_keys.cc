@@ -7,6 +7,7 @@ namespace esxisim {
 namespace {
 
 const int kMaxStallSeconds = 3600;
+const int kMaxPauseSeconds = 3600;
 const int kDefaultStallSeconds = 600;
 
 const char* PromptWord(PromptStyle style) { return style == PromptStyle::kBracket ? "bracket" : "busybox"; }
@@ -61,6 +62,49 @@ bool ApplyPowerKey(const std::string& key, const std::string& value, HostState* 
     return true;
 }
 
+bool IsDigits(const std::string& word) {
+    return !word.empty() && word.find_first_not_of("0123456789") == std::string::npos;
+}
+
+// "NAME WRITE_MBPS READ_MBPS", the name possibly with blanks: a value that ends in two numbers. Any other
+// value is a VM's datastore (vm_keys.h).
+bool IsDatastoreSpeed(const std::string& value) {
+    std::vector<std::string> words = Words(value);
+    return words.size() >= 3 && IsDigits(words[words.size() - 2]) && IsDigits(words.back());
+}
+
+// Both speeds at least 1 MB/s.
+bool ParseDatastoreSpeed(const std::string& value, Datastore* out) {
+    std::vector<std::string> words = Words(value);
+    size_t name_end = value.size() - words[words.size() - 1].size() - words[words.size() - 2].size() - 2;
+    out->name = value.substr(0, name_end);
+    return ParseNumber(words[words.size() - 2], &out->write_mbps) && out->write_mbps > 0 &&
+           ParseNumber(words.back(), &out->read_mbps) && out->read_mbps > 0 && !out->name.empty();
+}
+
+bool AddDatastore(const std::string& value, HostState* host) {
+    Datastore datastore;
+    if (!ParseDatastoreSpeed(value, &datastore)) return false;
+    host->datastores.push_back(datastore);
+    return true;
+}
+
+bool ApplyDatastoreKey(const std::string& key, const std::string& value, HostState* host, bool* ok) {
+    if (key == "datastore" && IsDatastoreSpeed(value)) *ok = AddDatastore(value, host);
+    else if (key == "op_pause_seconds") *ok = ParseBounded(value, kMaxPauseSeconds, &host->op_pause_seconds);
+    else if (key == "max_in_flight") *ok = ParseNumber(value, &host->max_in_flight);
+    else return false;
+    return true;
+}
+
+void FormatDatastoreKeys(const HostState& host, std::ostream& out) {
+    for (const Datastore& datastore : host.datastores) {
+        out << "datastore " << datastore.name << " " << datastore.write_mbps << " " << datastore.read_mbps << "\n";
+    }
+    if (host.op_pause_seconds != 0) out << "op_pause_seconds " << host.op_pause_seconds << "\n";
+    if (host.max_in_flight >= 0) out << "max_in_flight " << host.max_in_flight << "\n";
+}
+
 void FormatMoment(const char* key, double epoch, std::ostream& out) {
     if (epoch > 0) out << key << " " << FormatEpoch(epoch) << "\n";
 }
@@ -77,7 +121,7 @@ void FormatPowerKeys(const HostState& host, std::ostream& out) {
 bool ApplyHostKey(const std::string& key, const std::string& value, HostState* host, bool* ok) {
     *ok = true;
     return ApplyIdentityKey(key, value, host, ok) || ApplyBehaviourKey(key, value, host, ok) ||
-           ApplyPowerKey(key, value, host, ok);
+           ApplyPowerKey(key, value, host, ok) || ApplyDatastoreKey(key, value, host, ok);
 }
 
 void FormatHostKeys(const HostState& host, std::ostream& out) {
@@ -90,6 +134,7 @@ void FormatHostKeys(const HostState& host, std::ostream& out) {
     for (const std::string& path : host.stalls) out << "stall " << path << "\n";
     if (host.stall_seconds != kDefaultStallSeconds) out << "stall_seconds " << host.stall_seconds << "\n";
     FormatPowerKeys(host, out);
+    FormatDatastoreKeys(host, out);
 }
 
 }  // namespace esxisim

@@ -11,6 +11,25 @@ namespace esxisim {
 
 enum class PowerState { kOn, kOff, kSuspended };
 
+enum class OperationKind { kNone, kSuspend, kResume };
+
+// A power operation under way that takes time (timed_operation.h): which, the vim-cmd process that carries
+// it out, and once it has come to its datastore transfer, the memory left to move as of a moment.
+struct VmOperation {
+    OperationKind kind = OperationKind::kNone;
+    long pid = 0;
+    bool transferring = false;
+    double remaining_mb = 0;
+    double as_of = 0;  // epoch seconds
+};
+
+// A datastore's speed for the memory of suspends (write) and resumes (read), in MB/s.
+struct Datastore {
+    std::string name;
+    long write_mbps = 0;
+    long read_mbps = 0;
+};
+
 struct VmState {
     std::string id;
     std::string name;
@@ -26,6 +45,9 @@ struct VmState {
     bool passthrough = false;      // a PCI passthrough device: the VM cannot be suspended
     int shutdown_seconds = 0;      // how long the guest takes to shut down
     double guest_shutdown_at = 0;  // epoch at which a guest shutdown under way ends; 0: none
+    long memory_mb = 0;            // written at a suspend, read at a resume
+    std::string datastore;         // where; empty: the one in brackets at the start of `file`
+    VmOperation operation;         // a suspend or resume under way
 
     // Changes the power state; a guest shutdown under way is then over.
     void SetPower(PowerState state);
@@ -45,6 +67,9 @@ struct HostState {
     double poweroff_at = 0;                // epoch of a power-off under way (esxcli); 0: none
     double boot_ssh_at = 0;                // epoch until which a booting host refuses logins; 0: none
     double boot_hostd_at = 0;              // epoch until which vim-cmd cannot reach hostd; 0: none
+    std::vector<Datastore> datastores;     // speeds; a datastore not named here has the profile's
+    int op_pause_seconds = 0;              // what every suspend and resume takes besides its memory
+    long max_in_flight = -1;               // most VM operations under way at once; -1: not recorded
 
     VmState* FindVm(const std::string& id);
     const VmState* FindVm(const std::string& id) const;

@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -35,6 +36,12 @@ void WriteAll(int fd, const std::string& text) {
     }
 }
 
+double Monotonic() {
+    struct timespec ts;
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) / 1e9;
+}
+
 // -1 when the kernel has no pidfds: the shell's end is then seen when its output ends.
 int OpenPidFd(pid_t pid) { return static_cast<int>(syscall(SYS_pidfd_open, pid, 0)); }
 
@@ -59,7 +66,7 @@ int ShellRelay::Run() {
         int ready = poll(fds, 3, gone_ ? kCheckMilliseconds : -1);
         if (ready < 0 && errno == EINTR) continue;
         if (ready < 0) break;
-        if (gone_ && gone_()) {
+        if (TimeToAsk() && gone_()) {
             EndSession();
             return kEndedStatus;
         }
@@ -113,6 +120,15 @@ void ShellRelay::ReadOutput() {
 }
 
 void ShellRelay::Show(const std::string& text) const { WriteAll(1, text); }
+
+// At most twice a second, however busy the session.
+bool ShellRelay::TimeToAsk() {
+    if (!gone_) return false;
+    double now = Monotonic();
+    if (now - last_asked_ < kCheckMilliseconds / 1000.0) return false;
+    last_asked_ = now;
+    return true;
+}
 
 // Hangs up the shell's process group when this program leads it (the shell and its commands share it; under
 // sshd and in tests it does), kills the shell, and reaps it; nothing it still prints is shown.

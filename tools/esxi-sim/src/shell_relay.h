@@ -43,6 +43,7 @@ private:
     void Show(const std::string& text) const;
     void WaitForShell();
     void EndSession();
+    bool TimeToAsk();
 
     std::string state_path_;
     pid_t shell_;
@@ -54,6 +55,7 @@ private:
     int status_ = 0;
     std::string pending_;  // input not yet ended by a line feed
     std::function<bool()> gone_;
+    double last_asked_ = 0;  // CLOCK_MONOTONIC seconds
     GreetingFilter greeting_;
 };
 

@@ -3,6 +3,7 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
+#include <sstream>
 
 namespace esxisim {
 
@@ -48,6 +49,13 @@ std::string FormatEpoch(double epoch) {
     char text[32];
     std::snprintf(text, sizeof(text), "%.3f", epoch);
     return text;
+}
+
+std::vector<std::string> Words(const std::string& value) {
+    std::vector<std::string> words;
+    std::istringstream in(value);
+    for (std::string word; std::getline(in, word, ' ');) words.push_back(word);
+    return words;
 }
 
 }  // namespace esxisim

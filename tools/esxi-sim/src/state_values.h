@@ -3,6 +3,7 @@
 #define ESXI_SIM_STATE_VALUES_H
 
 #include <string>
+#include <vector>
 
 namespace esxisim {
 
@@ -25,6 +26,9 @@ bool ParseEpoch(const std::string& value, double* out);
 
 // The form ParseEpoch reads: milliseconds kept.
 std::string FormatEpoch(double epoch);
+
+// The words of `value` split at single blanks.
+std::vector<std::string> Words(const std::string& value);
 
 }  // namespace esxisim
 

@@ -1,8 +1,8 @@
 // What sets the hosts of one ESXi version apart, as far as the simulated shell shows it: the prompt, the
 // login banner, the "vmware -v" line (also the product in the host summary), the narrowest Annotation
-// column of the VM table, how refused power operations read, and the kind of VMs such a host typically
-// runs. Each version is one table in profiles/; adding a version is one new file there and one line in
-// version_profile.cc.
+// column of the VM table, how refused power operations read, the speed of its datastores, and the kind of
+// VMs such a host typically runs. Each version is one table in profiles/; adding a version is one new file
+// there and one line in version_profile.cc.
 #ifndef ESXI_SIM_VERSION_PROFILE_H
 #define ESXI_SIM_VERSION_PROFILE_H
 
@@ -26,6 +26,7 @@ struct ExampleVm {
     const char* name;      // may hold blanks
     const char* guest_os;  // guest id, e.g. "windows2019srv_64Guest"
     const char* hardware;  // hardware version, e.g. "vmx-19"
+    long memory_mb;        // its memory, as such a VM typically has
 };
 
 struct VersionProfile {
@@ -36,6 +37,8 @@ struct VersionProfile {
     const char* build;                 // "20328353"
     size_t annotation_width;           // the Annotation column is at least this wide
     RefusalStyle refusals;             // how refusals of power operations read
+    long datastore_write_mbps;         // a datastore's speed, as the storage of the time typically has it
+    long datastore_read_mbps;
     std::vector<ExampleVm> examples;   // what such a host runs
 };
 

@@ -35,25 +35,17 @@ int GetState(const std::string& id, const StateStore& store, std::ostream& out) 
     return 0;
 }
 
-// The second half of a slow suspend: the VM is suspended only once the delay is over.
-bool FinishSuspend(const std::string& id, int seconds, const StateStore& store, std::string* error) {
-    sleep(static_cast<unsigned>(seconds));
-    return store.Update([&id](HostState* host) {
-        VmState* vm = host->FindVm(id);
-        if (vm && vm->power == PowerState::kOn) vm->SetPower(PowerState::kSuspended);
-    }, error);
-}
-
 int PowerOperation(const std::string& name, const std::string& id, const StateStore& store, std::ostream& out) {
     PowerOutcome outcome;
     std::string error;
     double now = EpochNow();
-    if (!store.Update([&](HostState* host) { outcome = Operate(name, id, host, now); }, &error)) {
+    long pid = static_cast<long>(getpid());
+    if (!store.Update([&](HostState* host) { outcome = Operate(name, id, host, now, pid); }, &error)) {
         return ReportStateError(error);
     }
     out << outcome.text << std::flush;
-    if (outcome.delay_seconds == 0) return outcome.status;
-    return FinishSuspend(id, outcome.delay_seconds, store, &error) ? 0 : ReportStateError(error);
+    if (!outcome.plan.TakesTime()) return outcome.status;
+    return CompleteOperation(id, outcome.plan, store);
 }
 
 int MissingId(const std::string& name, std::ostream& out) {

@@ -123,6 +123,26 @@ TEST_F(EsxiSimFaultOverSshTest, GuestShutdownPrintsNothingAndTheVmIsOffLaterUnle
     EXPECT_EQ(esxisim::PowerState::kOn, Host().FindVm("2")->power);
 }
 
+// Two suspends of 300 MB on one datastore of 300 MB/s, started together: each prints its progress line at
+// once, and both end after 2 s, the datastore's speed shared; the host counts two operations at once.
+TEST_F(EsxiSimFaultOverSshTest, SuspendsStartedTogetherShareTheirDatastoreAndAreCounted) {
+    LogIn("hostname esx80\nesxi_version 8.0\ndatastore ds1 300 300\nmax_in_flight 0\n"
+          "vm 1\nfile [ds1] a/a.vmx\npower on\nmemory_mb 300\nvm 2\nfile [ds1] b/b.vmx\npower on\nmemory_mb 300\n");
+    const std::string line = "vim-cmd vmsvc/power.suspend 1 & vim-cmd vmsvc/power.suspend 2; wait";
+    double start = Now();
+    shell_.process().Write(line + "\n");
+    const std::string both = Terminal("Suspending VM:\nSuspending VM:\n");
+    EXPECT_EQ(Terminal(line + "\n") + both, shell_.Read(both));
+    EXPECT_LT(Now() - start, 1.0);
+    EXPECT_EQ(shell_.prompt(), shell_.Read(shell_.prompt()));
+    EXPECT_GE(Now() - start, 2.0);
+    EXPECT_LT(Now() - start, 2.8);
+    esxisim::HostState host = Host();
+    EXPECT_EQ(esxisim::PowerState::kSuspended, host.FindVm("1")->power);
+    EXPECT_EQ(esxisim::PowerState::kSuspended, host.FindVm("2")->power);
+    EXPECT_EQ(2, host.max_in_flight);
+}
+
 // The power-cut cycle: esxcli powers the host off, which drops the session and refuses logins; the test
 // boots it again, and hostd answers a little after the SSH service.
 TEST_F(EsxiSimFaultOverSshTest, HostPowersOffDropsTheSessionRefusesLoginsAndBootsAgain) {

@@ -76,6 +76,40 @@ TEST(HostPowerTest, BootMomentsGateLoginsAndHostdAndAreForgottenOnceTheyHavePass
     EXPECT_FALSE(HostdAnswers(host, 200));
 }
 
+// A power cut at 1000 and a boot scheduled for 1030 (SSH) and 1040 (hostd), written before either: off from
+// the cut to the first boot moment, then on, hostd later.
+TEST(HostPowerTest, ScheduledBootBringsThePoweredOffHostBack) {
+    HostState host = PoweringOffHost();
+    host.boot_ssh_at = 1030;
+    host.boot_hostd_at = 1040;
+    HostState at_once = host;
+    SettleHost(&host, 1010);
+    EXPECT_TRUE(host.powered_off);
+    EXPECT_FALSE(AcceptsLogins(host, 1010));
+    SettleHost(&host, 1035);
+    EXPECT_FALSE(host.powered_off);
+    EXPECT_TRUE(AcceptsLogins(host, 1035));
+    EXPECT_FALSE(HostdAnswers(host, 1035));
+    EXPECT_EQ(PowerState::kOff, host.vms[0].power) << "what ran before the cut stays off";
+    EXPECT_TRUE(host.in_maintenance);
+    SettleHost(&at_once, 1045);
+    EXPECT_FALSE(at_once.powered_off) << "read only after everything: cut, then boot";
+    EXPECT_TRUE(HostdAnswers(at_once, 1045));
+    EXPECT_EQ(PowerState::kOff, at_once.vms[0].power);
+}
+
+TEST(HostPowerTest, BootDueBeforeTheCutDoesNotBringTheHostBack) {
+    HostState host = PoweringOffHost();
+    host.boot_ssh_at = 990;
+    SettleHost(&host, 1020);
+    EXPECT_TRUE(host.powered_off);
+    EXPECT_EQ(0, host.boot_ssh_at);
+    host.powered_off = true;
+    host.boot_hostd_at = 1100;
+    SettleHost(&host, 1100);
+    EXPECT_FALSE(host.powered_off) << "a test's own boot of a host that is off";
+}
+
 class EsxcliTest : public ::testing::Test {
 protected:
     void SetHost(const std::string& text) { dir_.Write("state", text); }

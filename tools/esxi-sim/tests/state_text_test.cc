@@ -162,6 +162,44 @@ TEST(StateTextTest, HostPowerKeysAreWrittenBackOnlyWhenSet) {
         << FormatState(host);
 }
 
+TEST(StateTextTest, DatastoreKeysAndOperationsUnderWayAreWrittenBackOnlyWhenSet) {
+    HostState host;
+    std::string error;
+    ASSERT_TRUE(ParseState("op_pause_seconds 0\nvm 1\nmemory_mb 0\n", &host, &error)) << error;
+    std::string plain = FormatState(host);
+    EXPECT_EQ(std::string::npos, plain.find("memory_mb")) << plain;
+    EXPECT_EQ(std::string::npos, plain.find("op_pause")) << plain;
+    ASSERT_TRUE(ParseState("datastore fast ssd 800 1200\nop_pause_seconds 2\nmax_in_flight 0\n"
+                           "vm 1\nmemory_mb 4096\ndatastore datastore 2\noperation suspend pause 321\n"
+                           "vm 2\nmemory_mb 2048\noperation resume transfer 322 1024.5 1732390005.25\n",
+                           &host, &error))
+        << error;
+    ASSERT_EQ(1u, host.datastores.size());
+    EXPECT_EQ("fast ssd", host.datastores[0].name);
+    EXPECT_EQ(800, host.datastores[0].write_mbps);
+    EXPECT_EQ(1200, host.datastores[0].read_mbps);
+    EXPECT_EQ(2, host.op_pause_seconds);
+    EXPECT_EQ(0, host.max_in_flight);
+    EXPECT_EQ(4096, host.vms[0].memory_mb);
+    EXPECT_EQ("datastore 2", host.vms[0].datastore);
+    EXPECT_EQ(OperationKind::kSuspend, host.vms[0].operation.kind);
+    EXPECT_FALSE(host.vms[0].operation.transferring);
+    EXPECT_EQ(321, host.vms[0].operation.pid);
+    EXPECT_EQ(OperationKind::kResume, host.vms[1].operation.kind);
+    EXPECT_EQ(1024.5, host.vms[1].operation.remaining_mb);
+    EXPECT_EQ(1732390005.25, host.vms[1].operation.as_of);
+    std::string text = FormatState(host);
+    EXPECT_NE(std::string::npos, text.find("task_counter 1\ndatastore fast ssd 800 1200\nop_pause_seconds 2\n"
+                                           "max_in_flight 0\nvm 1\n"))
+        << text;
+    EXPECT_NE(std::string::npos, text.find("memory_mb 4096\ndatastore datastore 2\noperation suspend pause 321\n"))
+        << text;
+    EXPECT_NE(std::string::npos, text.find("operation resume transfer 322 1024.500 1732390005.250\n")) << text;
+    HostState again;
+    ASSERT_TRUE(ParseState(text, &again, &error)) << error;
+    EXPECT_EQ(text, FormatState(again));
+}
+
 TEST(StateTextTest, DefaultStallSecondsAreTenMinutesAndNotWritten) {
     HostState host;
     EXPECT_EQ(600, host.stall_seconds);
@@ -208,6 +246,16 @@ const BadText kBadTexts[] = {
     {"poweroff_at 12:00\n", "line 1: bad value for poweroff_at"},
     {"boot_ssh_at\n", "line 1: bad value for boot_ssh_at"},
     {"boot_hostd_at 1e9\n", "line 1: bad value for boot_hostd_at"},
+    {"datastore ds1 0 100\n", "line 1: bad value for datastore"},
+    {"datastore 100 200\n", "line 1: unknown key datastore"},
+    {"op_pause_seconds 3601\n", "line 1: bad value for op_pause_seconds"},
+    {"max_in_flight -1\n", "line 1: bad value for max_in_flight"},
+    {"vm 1\nmemory_mb lots\n", "line 2: bad value for memory_mb"},
+    {"vm 1\ndatastore\n", "line 2: bad value for datastore"},
+    {"vm 1\noperation suspend pause\n", "line 2: bad value for operation"},
+    {"vm 1\noperation hibernate pause 12\n", "line 2: bad value for operation"},
+    {"vm 1\noperation suspend transfer 12\n", "line 2: bad value for operation"},
+    {"vm 1\noperation resume pause 0\n", "line 2: bad value for operation"},
 };
 
 TEST(StateTextTest, BadLineIsRefusedWithItsNumberAndReason) {

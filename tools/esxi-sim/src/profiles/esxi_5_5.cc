@@ -8,7 +8,9 @@
 // - guests and hardware versions: the same post (rhel6_64Guest, windows7Server64Guest, vmx-08),
 //   lrivallain/vuptime (otherLinuxGuest, vmx-10), a 5.x fixture of dropje86/esxpy (debian6_64Guest);
 // - refused power operations: the progress line, then the fault's dump, as apache/vcl's
-//   managementnode/lib/VCL/Module/Provisioning/VMware/VIM_SSH.pm records it for ESXi 4.x and 5.x.
+//   managementnode/lib/VCL/Module/Provisioning/VMware/VIM_SSH.pm records it for ESXi 4.x and 5.x;
+// - datastore speed (100 MB/s written, 150 read) and the examples' memory: round figures for the local
+//   spinning-disk arrays and the VMs of the time, a model rather than a measurement (README, "Datastore time").
 #include "profiles/profiles.h"
 
 namespace esxisim {
@@ -21,11 +23,13 @@ const VersionProfile kEsxi55 = {
     "1623387",
     0,
     RefusalStyle::kFaultDump,
+    100,
+    150,
     {
-        {"web", "rhel6_64Guest", "vmx-08"},
-        {"file server", "windows7Server64Guest", "vmx-08"},
-        {"mail relay", "debian6_64Guest", "vmx-09"},
-        {"build", "otherLinuxGuest", "vmx-10"},
+        {"web", "rhel6_64Guest", "vmx-08", 2048},
+        {"file server", "windows7Server64Guest", "vmx-08", 4096},
+        {"mail relay", "debian6_64Guest", "vmx-09", 1024},
+        {"build", "otherLinuxGuest", "vmx-10", 4096},
     },
 };
 

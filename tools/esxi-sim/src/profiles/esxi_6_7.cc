@@ -11,7 +11,9 @@
 // - guests and hardware versions: windows9Server64Guest, centos7_64Guest and vmx-13/vmx-14 as vSphere 6.7
 //   hosts list them in the same sources;
 // - refused power operations: the progress line, then "Power on failed" (or "Suspend failed") alone, as
-//   apache/vcl's VIM_SSH.pm records it for ESXi 6.0 and 6.5; nothing was found for 6.7, taken to print as 6.5.
+//   apache/vcl's VIM_SSH.pm records it for ESXi 6.0 and 6.5; nothing was found for 6.7, taken to print as 6.5;
+// - datastore speed (250 MB/s written, 400 read) and the examples' memory: round figures for the SAS arrays
+//   and first SSDs of the time, a model rather than a measurement (README, "Datastore time").
 #include "profiles/profiles.h"
 
 namespace esxisim {
@@ -24,11 +26,13 @@ const VersionProfile kEsxi67 = {
     "10302608",
     0,
     RefusalStyle::kFailedLine,
+    250,
+    400,
     {
-        {"web", "centos7_64Guest", "vmx-14"},
-        {"file server", "windows9Server64Guest", "vmx-14"},
-        {"db", "rhel7_64Guest", "vmx-13"},
-        {"ubuntu desktop", "ubuntu64Guest", "vmx-13"},
+        {"web", "centos7_64Guest", "vmx-14", 4096},
+        {"file server", "windows9Server64Guest", "vmx-14", 8192},
+        {"db", "rhel7_64Guest", "vmx-13", 16384},
+        {"ubuntu desktop", "ubuntu64Guest", "vmx-13", 4096},
     },
 };
 
