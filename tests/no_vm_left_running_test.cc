@@ -136,6 +136,23 @@ TEST_P(NoVmLeftRunning, DryRunSaysWhatItWouldDoAndChangesNothing) {
     EXPECT_EQ(before, HostNow());
 }
 
+// After the power-off run, the resume's dry run names the four VMs it would start and starts none.
+TEST_P(NoVmLeftRunning, ResumeDryRunSaysWhatItWouldStartAndStartsNothing) {
+    SetFourVms();
+    ASSERT_EQ(0, Run("suspend_vms", {"-onrefusal", "poweroff"}).exit_status);
+    std::string host = HostNow(), list = ListNow();
+    size_t changes = esxisim::ReadShellLogCommands(StatePath()).size();
+    ProgramResult r = Run("reboot_vms", {"-dryrun"});
+    EXPECT_EQ(0, r.exit_status) << Explain(r);
+    EXPECT_NE(std::string::npos, r.out.find("dry run: host: leave maintenance mode")) << r.out;
+    EXPECT_NE(std::string::npos, r.out.find("dry run: VM 3 gpu (Powered off): power on")) << r.out;
+    std::vector<std::string> log = esxisim::ReadShellLogCommands(StatePath());
+    for (size_t i = changes; i < log.size(); ++i)
+        EXPECT_TRUE(log[i] == "vim-cmd" || log[i].find("hostsummary") != std::string::npos) << log[i];
+    EXPECT_EQ(host, HostNow());
+    EXPECT_EQ(list, ListNow());
+}
+
 INSTANTIATE_TEST_SUITE_P(Versions, NoVmLeftRunning, testing::Values("5.5", "8.0"),
                          [](const testing::TestParamInfo<const char*>& info) {
                              return std::string("Esxi") + (info.param[0] == '5' ? "55" : "80");
