@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
-#include <sys/stat.h>
 #include <time.h>
 
 #include <atomic>
@@ -111,8 +110,9 @@ TEST_F(HostPowerCycle, ResumeWaitsForABootingHostAndBringsEveryMarkedVmBack) {
 TEST_F(HostPowerCycle, AWrongPasswordEndsTheWaitAt6AfterOneAttempt) {
     SetBootingHostWithMarkedVms();
     SetHostInAnyOrder(Host("yes", 2) + Vm("1", "web01", "suspended"));
-    ProgramResult r = Run("reboot_vms", {"-waitminutes", "1"}, "not-" + sshd_.password());
+    ProgramResult r = Run("reboot_vms", {"-waitminutes", "1", "-D", "verbose"}, "not-" + sshd_.password());
     EXPECT_EQ(6, r.exit_status) << Explain(r);
+    EXPECT_EQ(std::string::npos, r.out.find("trying again")) << r.out;
     EXPECT_LT(remote_.last_seconds(), 15) << Explain(r);
     sshd_.WaitForSshdLog("Connection closed", 5);
     std::string log = sshd_.ReadSshdLog();
@@ -131,6 +131,7 @@ TEST_F(HostPowerCycle, AChangedHostKeyEndsTheWaitAt3AfterOneAttempt) {
     ProgramResult r = Run("account_check", {"-waitminutes", "1", "-D", "verbose"});
     EXPECT_EQ(3, r.exit_status) << Explain(r);
     EXPECT_LT(remote_.last_seconds(), 15) << Explain(r);
+    EXPECT_EQ(std::string::npos, r.out.find("trying again")) << r.out;
     EXPECT_EQ(1u, CountOf(r.out, "has changed: connection cancelled, no password sent")) << r.out;
     EXPECT_EQ(1u, CountOf(sshd_.ReadSshdLog(), "Accepted password for ")) << sshd_.ReadSshdLog();
 }

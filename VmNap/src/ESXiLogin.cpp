@@ -36,7 +36,9 @@ public:
         host_.GetSession()->CloseSession();
         return host_.Init(host_.ClientAddress());
     }
-    bool PortAnswers() override { return port_answers(host_.ClientAddress().c_str(), kSshPort, BootWait::kPortLookMs); }
+    bool PortAnswers() override {
+        return port_answers(host_.ClientAddress().c_str(), kSshPort, BootWait::kPortLookMs);
+    }
 
 private:
     ESXiServer& host_;

@@ -37,9 +37,11 @@ TEST(BootWaitPolicy, WhatEndsTheWaitAtOnce) {
     EXPECT_FALSE(BootWait::WorthAnotherAttempt(Failed(SSH_AUTH_ERR)));
     EXPECT_FALSE(BootWait::WorthAnotherAttempt(Failed(SSH_CANNOT_CONNECT_ERR, true)));
     EXPECT_FALSE(BootWait::WorthAnotherAttempt(Failed(SSH_CLI_CMD_FAILED_ERR)));
-    for (int status : std::initializer_list<int>{SSH_INVALID_PARAM_ERR, SSH_INTERNAL_ERR, SSH_CLIENT_NOT_FOUND_ERR, SSH_CLIENT_ERR,
-                       SSH_CLI_INVALID_PARAM_ERR, SSH_CLI_NO_INFO_ERR, SSH_FLASHING_LOGIC_ERR, SSH_VERIFY_ERR,
-                       SSH_PARSER_CANT_PARSE, SSH_PARSER_IN_PROGRESS, StopRequest::kStatusStopped})
+    const std::initializer_list<int> others = {
+        SSH_INVALID_PARAM_ERR, SSH_INTERNAL_ERR, SSH_CLIENT_NOT_FOUND_ERR, SSH_CLIENT_ERR,
+        SSH_CLI_INVALID_PARAM_ERR, SSH_CLI_NO_INFO_ERR, SSH_FLASHING_LOGIC_ERR, SSH_VERIFY_ERR,
+        SSH_PARSER_CANT_PARSE, SSH_PARSER_IN_PROGRESS, StopRequest::kStatusStopped};
+    for (int status : others)
         EXPECT_FALSE(BootWait::WorthAnotherAttempt(Failed(status))) << status;
     // A wrong password stays final whatever else was seen.
     EXPECT_FALSE(BootWait::WorthAnotherAttempt(Failed(SSH_AUTH_ERR, false, true)));
@@ -157,7 +159,8 @@ TEST_F(BootWaitLoop, NoTimeToWaitIsOneTry) {
 // Tries of a second each, five seconds apart, for 20 s: none starts after the end of the wait, and the
 // last one's status is the answer.
 TEST_F(BootWaitLoop, WhenTheTimeIsUpTheLastStatusStands) {
-    host.attempts = {Failed(SSH_CANNOT_CONNECT_ERR), Failed(SSH_CANNOT_CONNECT_ERR), Failed(SSH_REMOTE_TIMEOUT_ERR)};
+    host.attempts = {Failed(SSH_CANNOT_CONNECT_ERR), Failed(SSH_CANNOT_CONNECT_ERR),
+                     Failed(SSH_REMOTE_TIMEOUT_ERR)};
     EXPECT_EQ(SSH_REMOTE_TIMEOUT_ERR, Wait(20));
     EXPECT_EQ(4, host.logins);
     ASSERT_FALSE(host.starts.empty());
