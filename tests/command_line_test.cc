@@ -40,6 +40,8 @@ const char kHelpText[] =
     "\t[-last LIST]\t\t\t VM ids or names handled after all others, in this order\n"
     "\t[-skip LIST]\t\t\t VM ids or names never touched\n"
     "\t[-dryrun]\t\t\t say what the run would do, change nothing\n"
+    "\t[-waitminutes N]\t\t keep trying to log in for N min while the host boots, default 0 (one try)\n"
+    "\t[-poweroff]\t\t\t suspend_vms: power the host off once every VM is stopped\n"
     "\n";
 
 ProgramResult RunVmNap(const std::vector<std::string>& args) {

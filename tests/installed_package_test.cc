@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <string>
@@ -33,14 +34,13 @@ const char kUnitDir[] = "/lib/systemd/system/";
 const int kRunTimeoutSeconds = 55;
 
 const std::string kHostBefore = Host("no", 1) + Vm("1", "web01", "on") + Vm("2", "backup", "off");
-// The example configuration runs the suspend with -onrefusal poweroff, so the file says how web01 was stopped.
-const std::string kStoppedBySuspend =
-    "<virtualmachineserver id=\"1\" name=\"web01\" rebootstatus=\"to reboot\" status=\"Suspended\" "
-    "stopped=\"suspended\" timeout=\"300\"></virtualmachineserver>";
-const std::string kStartedAgain =
-    "<virtualmachineserver id=\"1\" name=\"web01\" rebootstatus=\"rebooted\" status=\"Powered on\" "
-    "stopped=\"suspended\" timeout=\"300\"></virtualmachineserver>";
-const std::string kSuspendedList = ListFile("true", "true", kStoppedBySuspend + Row("2", "backup", "Powered off"));
+
+// web01's row after the units' runs: the example configuration's -onrefusal poweroff records how each VM
+// the suspend stopped was stopped.
+std::string Web01Row(const std::string& status, const std::string& mark) {
+    return "<virtualmachineserver id=\"1\" name=\"web01\" rebootstatus=\"" + mark + "\" status=\"" + status +
+           "\" stopped=\"suspended\" timeout=\"300\"></virtualmachineserver>";
+}
 
 class InstalledPackage : public testing::Test {
 protected:
@@ -153,13 +153,30 @@ TEST_F(InstalledPackage, UnitsSuspendAndResumeTheHostNamedByTheirInstance) {
     ProgramResult suspend = RunUnit("vmnap-suspend@.service", conf);
     ASSERT_EQ(0, suspend.exit_status) << Explain(suspend);
     EXPECT_EQ(Host("yes", 2) + Vm("1", "web01", "suspended") + Vm("2", "backup", "off"), HostNow());
-    EXPECT_EQ(kSuspendedList, ReadFile(StateDirFile("esx01.xml")));
+    EXPECT_EQ(ListFile("true", "true", Web01Row("Suspended", "to reboot") + Row("2", "backup", "Powered off")),
+              ReadFile(StateDirFile("esx01.xml")));
 
     ProgramResult resume = RunUnit("vmnap-resume@.service", conf);
     ASSERT_EQ(0, resume.exit_status) << Explain(resume);
     EXPECT_EQ(Host("no", 3) + Vm("1", "web01", "on") + Vm("2", "backup", "off"), HostNow());
-    EXPECT_EQ(ListFile("false", "false", kStartedAgain + Row("2", "backup", "Powered off")),
+    EXPECT_EQ(ListFile("false", "false", Web01Row("Powered on", "rebooted") + Row("2", "backup", "Powered off")),
               ReadFile(StateDirFile("esx01.xml")));
+}
+
+// After a power cut the resume unit may start before the host has booted: it waits for the host's login
+// and hostd, then powers the VMs on.
+TEST_F(InstalledPackage, TheResumeUnitWaitsForAHostThatIsStillBooting) {
+    SetHost(kHostBefore);
+    UnitEnvironment conf = HostConfiguration();
+    ProgramResult suspend = RunUnit("vmnap-suspend@.service", conf);
+    ASSERT_EQ(0, suspend.exit_status) << Explain(suspend);
+    time_t now = time(nullptr);
+    ASSERT_TRUE(WriteWholeFile(StatePath(), HostNow() + "boot_ssh_at " + std::to_string(now + 8) +
+                                                "\nboot_hostd_at " + std::to_string(now + 14) + "\n"));
+    ProgramResult resume = RunUnit("vmnap-resume@.service", conf);
+    ASSERT_EQ(0, resume.exit_status) << Explain(resume);
+    EXPECT_GE(time(nullptr) - now, 14) << "the VMs were powered on once hostd answered";
+    EXPECT_EQ(Host("no", 3) + Vm("1", "web01", "on") + Vm("2", "backup", "off"), HostNow());
 }
 
 }  // namespace

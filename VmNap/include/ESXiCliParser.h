@@ -25,8 +25,13 @@ public:
     int ParseGetMaintenance(const char* response);
     int ParseGetAllVms(const char* response);
     int ParseShutdownVm(const char* response);
+    int ParsePowerOffHost(const char* response);
     int ParseGetAllVmsLine(const char* line);
     int ParseGetVmStatusLine(const char* line);
+
+    // A line of `response` starts with what vim-cmd says while it cannot reach
+    // hostd: the host is up, its management service not yet.
+    static bool SaysHostdIsStarting(const char* response);
 
 private:
     bool m_bTableHeaderSeen;          // the VM table's header was read

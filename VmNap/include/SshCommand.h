@@ -1,4 +1,5 @@
-// The closed set of vim-cmd command lines the tool sends to an ESXi host.
+// The closed set of command lines the tool sends to an ESXi host: vim-cmd
+// lines, and the one esxcli line that powers the host off.
 #ifndef VMNAP_SSH_COMMAND_H
 #define VMNAP_SSH_COMMAND_H
 
@@ -33,8 +34,15 @@ public:
         ESX_CMD_ENTER_MAINTENANCE = 9,
         ESX_CMD_EXIT_MAINTENANCE = 10,
         ESX_CMD_SHUTDOWN_VM = 11,  // the guest's own shutdown, through VMware Tools
-        ESX_CMD_LAST = 12
+        ESX_CMD_POWEROFF_HOST = 12,  // the host itself, once in maintenance mode
+        ESX_CMD_LAST = 13
     };
+
+    // Seconds between the host's acceptance of the power-off and the power
+    // going off: time for the client to read the answer and end the session.
+    static const int kPowerOffDelaySeconds = 10;
+    // What the host records as the reason of its power-off.
+    static constexpr const char* kPowerOffReason = "VmNap: VMs suspended";
 
     static Env::String GetESX_CMD_SHOW_COMMANDS() { return "vim-cmd\n"; }
     static Env::String GetESX_CMD_GET_ALLVMS() { return "vim-cmd vmsvc/getallvms\n"; }
@@ -61,6 +69,14 @@ public:
     }
     static Env::String GetESX_CMD_EXIT_MAINTENANCE() {
         return "vim-cmd hostsvc/maintenance_mode_exit\n";
+    }
+    // Built from the tool's own constants alone: nothing read from the host
+    // or a file goes into it.
+    static Env::String GetESX_CMD_POWEROFF_HOST() {
+        char buf[128] = {0};
+        snprintf(buf, sizeof(buf), "esxcli system shutdown poweroff -d %d -r \"%s\"\n",
+                 kPowerOffDelaySeconds, kPowerOffReason);
+        return Env::String(buf);
     }
 
     // Only a VM id of 1 to 10 digits ever goes into a command.

@@ -216,11 +216,26 @@ public:
     // either workflow only says what it would do.
     void SetSuspendPolicy(const SuspendPolicy& policy) { m_policy = policy; }
 
+    // How long Login() keeps trying while the host boots (BootWait.h); 0: one try.
+    void SetBootWait(int seconds) { m_nBootWaitSeconds = seconds; }
+
     // Starts the client for the host's own address, or for `address`
     // whatever host a list file loaded before names (the file keeps its own).
     int Init() { return Init(GetHost()); }
     int Init(const Env::String& address);
+    // Logs in: one try on the client started by Init(), or, with a boot wait,
+    // tries on new clients while the host is still booting (ESXiLogin.cpp).
     int Login() override;
+    // One try at the login dialogue, the first vim-cmd and the maintenance
+    // state, on the client started last.
+    int LogInOnce();
+    // The last try's vim-cmd said that it cannot reach hostd yet.
+    bool HostdStarting() const { return m_bHostdStarting; }
+    // The address the client was started for last.
+    const Env::String& ClientAddress() const { return m_sClientAddress; }
+    // suspend_vms -poweroff: asks the host, in maintenance mode, to power off
+    // (ESXiPowerOff.cpp); 0 when it accepted.
+    int PowerOffHost();
     int Suspend() override;
     int Reboot() override;
     int IsPoweredOn() override;
@@ -277,6 +292,7 @@ private:
     int OrderTheVms(VmOrder* order);
     int StopTheVms(const VmOrder& order, bool* leftRunning);
     bool MarkedVmsHavePlainIds() const;
+    void NoteHostdReply(const char* response);
     int ReadToPrompt(const char* op, const char* first, std::string& text);
     int ChangeMaintenance(const char* op, const Env::String& command, const char* sendText,
                           bool wanted);
@@ -291,6 +307,9 @@ private:
     SuspendPolicy m_policy;
     int m_nLoginTimeout = 0;
     int m_nReplyTimeout = 0;
+    int m_nBootWaitSeconds = 0;
+    bool m_bHostdStarting = false;
+    Env::String m_sClientAddress;
     std::set<std::string> m_earlierMarks;  // ids an earlier run marked "to reboot"
     bool m_bEarlierReboot = false;          // an earlier run put the host into maintenance mode
 };

@@ -1,6 +1,7 @@
 // What suspend_vms does with the VMs of a host beyond suspending them: the
 // fallback for a VM that will not suspend, the order, the VMs it must not
-// touch, and whether it only says what it would do.
+// touch, whether it powers the host off at the end, and whether it only says
+// what it would do.
 #ifndef VMNAP_SUSPEND_POLICY_H
 #define VMNAP_SUSPEND_POLICY_H
 
@@ -30,6 +31,7 @@ struct SuspendPolicy {
     std::vector<std::string> last;   // ids or whole names handled after all others, in this order
     std::vector<std::string> skip;   // ids or whole names never touched
     bool dryRun = false;             // say what would be done, change nothing
+    bool powerOffHost = false;       // power the host off once the suspend is done (-poweroff)
 };
 
 // The VMs in the order a run handles them, and the ones it leaves alone.

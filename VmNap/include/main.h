@@ -85,6 +85,11 @@ struct ToolOptions {
     ListParameter last{"last"};
     ListParameter skip{"skip"};
     FlagParameter dryrun{"dryrun"};
+    // How long to keep trying to log in while the host boots, in minutes (0:
+    // one try); and, for suspend_vms, whether to power the host off once every
+    // VM is stopped, the host is in maintenance mode and the list file is saved.
+    IntParameter waitminutes{"waitminutes", 0};
+    FlagParameter poweroff{"poweroff"};
 };
 
 // 0 when the options are complete, 1 on any error. Without -pwd (or with an

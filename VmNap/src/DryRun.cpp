@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "SshCommand.h"
 #include "SshServer.h"
 #include "kel-tools-trace.h"
 
@@ -21,6 +22,8 @@ const char* const kEnter = "enter maintenance mode";
 const char* const kAlreadyIn = "already in maintenance mode, nothing to do";
 const char* const kNotEntered = "not put into maintenance mode: a VM would be left running";
 const char* const kExit = "leave maintenance mode";
+const char* const kPowerOff = "dry run: host: power off %d s after the list file is saved\n";
+const char* const kNoPowerOff = "not powered off: a VM would be left running";
 
 void TellVm(const VirtualMachineServer* vm, const std::string& what) {
     kel_trace(TRACE_ALWAYS, kVmLine, vm->GetId().c_str(), vm->GetName().c_str(), vm->GetStatus().c_str(),
@@ -54,6 +57,11 @@ void TellSuspendPlan(const ESXiServer& host, const VmOrder& order, const Suspend
         TellVm(vm, runs ? kSkipped : (vm->IsMarkedToReboot() ? kStaysMarked : kNothing));
     }
     kel_trace(TRACE_ALWAYS, kHostLine, inMaintenance ? kAlreadyIn : (leftRunning ? kNotEntered : kEnter));
+    if (!policy.powerOffHost) return;
+    if (leftRunning && !inMaintenance)
+        kel_trace(TRACE_ALWAYS, kHostLine, kNoPowerOff);
+    else
+        kel_trace(TRACE_ALWAYS, kPowerOff, ESXiCommand::kPowerOffDelaySeconds);
 }
 
 void TellRebootPlan(const ESXiServer& host) {

@@ -17,6 +17,8 @@ namespace {
 
 const char* const kErrorTexts[] = {"not found", "Invalid command", "syntax error:"};
 const char* const kShutdownRefusals[] = {"Cannot complete", "vim.fault.", "failed"};
+// What vim-cmd prints while hostd has not started yet (a host that is booting).
+const char* const kHostdUnreachable[] = {"Connect to localhost failed", "Failed to login:"};
 
 const char* const kCommandFailed = "ESXi vim-cmd command failed\n";
 const char* const kResponseError = "response contains error\n";
@@ -60,6 +62,7 @@ int ESXiCliParser::Parse(const char* response, int command, SshServer* owner) {
         case ESXiCommand::ESX_CMD_GET_MAINTENANCE: return ParseGetMaintenance(response);
         case ESXiCommand::ESX_CMD_GET_ALLVMS: return ParseGetAllVms(response);
         case ESXiCommand::ESX_CMD_SHUTDOWN_VM: return ParseShutdownVm(response);
+        case ESXiCommand::ESX_CMD_POWEROFF_HOST: return ParsePowerOffHost(response);
         default: return ParseLines(response);
     }
 }
@@ -122,6 +125,35 @@ int ESXiCliParser::ParseShutdownVm(const char* response) {
     for (const char* refusal : kShutdownRefusals)
         if (contains(response, refusal)) return SSH_CLI_CMD_FAILED_ERR;
     return SSH_SUCCESS;
+}
+
+// The host takes its power-off in silence: the reply is the prompt and
+// nothing else (blank lines aside). Any text is a refusal or an error
+// ("The operation is not allowed in the current state.", a usage text).
+int ESXiCliParser::ParsePowerOffHost(const char* response) {
+    if (!ends_with_shell_prompt(response)) return SSH_CLI_CMD_FAILED_ERR;
+    const char* line = response;
+    while (*line != '\0') {
+        const char* end = strchr(line, '\n');
+        size_t length = end != NULL ? static_cast<size_t>(end - line) : strlen(line);
+        std::string text(line, length);
+        if (text.find_first_not_of(" \t\r") != std::string::npos && !is_prompt_line(text.c_str()))
+            return SSH_CLI_CMD_FAILED_ERR;
+        line += length;
+        if (*line == '\n') ++line;
+    }
+    return SSH_SUCCESS;
+}
+
+bool ESXiCliParser::SaysHostdIsStarting(const char* response) {
+    if (response == NULL) return false;
+    for (const char* line = response; line != NULL && *line != '\0';) {
+        for (const char* text : kHostdUnreachable)
+            if (strncmp(line, text, strlen(text)) == 0) return true;
+        line = strchr(line, '\n');
+        if (line != NULL) ++line;
+    }
+    return false;
 }
 
 // The flag is read from the reply's own lines: a host name in a bracket prompt

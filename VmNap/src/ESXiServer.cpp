@@ -17,16 +17,10 @@ const char* const kDefaultCatched = "ESXiServer error catched\n";
 const char* const kConstructorCatched = "ESXiServer::ESXiServer error catched\n";
 const char* const kDestructorCatched = "ESXiServer::~ESXiServer error catched\n";
 const char* const kInitCatched = "ESXiServer::Init error catched\n";
-const char* const kLoginCatched = "ESXiServer::Login error catched\n";
 const char* const kIsPoweredOnCatched = "ESXiServer::IsPoweredOn error catched\n";
 const char* const kAddChildCatched = "ESXiServer::AddVirtualMachine error catched\n";
 const char* const kAddChild = "add child server, id: %s, name: %s\n";
 const char* const kNotPlainVmId = "vm id to reboot is not a number: %s\n";
-
-const char* const kShowCommandsSendCall =
-    "m_pSshSession->SendCommand(GET_ESXI_COMMAND(ESX_CMD_SHOW_COMMANDS))";
-const char* const kShowCommandsParseCall =
-    "m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_SHOW_COMMANDS, this)";
 
 // ESXi numbers its VMs; the id goes unquoted into a shell command line.
 bool is_plain_vm_id(const Env::String& id) {
@@ -92,6 +86,7 @@ const Env::XmlObject::XmlObjectStructure& ESXiServer::GetXmlStructure() const {
 int ESXiServer::Init(const Env::String& address) {
     int rc = SSH_SUCCESS;
     try {
+        m_sClientAddress = address;
         rc = m_pSshSession->Init();
         if (rc != SSH_SUCCESS) return rc;
         if (m_nLoginTimeout > 0) m_pSshSession->SetTimeout(m_nLoginTimeout);
@@ -99,31 +94,6 @@ int ESXiServer::Init(const Env::String& address) {
                                            GetPassword().c_str());
     } catch (...) {
         KelTrace(TRACE_ERROR, "Init", kInitCatched);
-        return m_pSshSession->StateToSshcode(static_cast<SshCodes>(rc));
-    }
-}
-
-// Gets through the login dialogue, checks that vim-cmd answers and reads the
-// maintenance state.
-int ESXiServer::Login() {
-    const char* op = "Login";
-    int rc = SSH_SUCCESS;
-    try {
-        char* pResponse = NULL;
-        rc = m_pSshSession->GetResponse(&pResponse);
-        if (rc != SSH_SUCCESS) return StepFailed(op, kGetResponseCall, rc);
-        m_pSshSession->SetState(EXEC_REMOTE);
-        if (m_nReplyTimeout > 0) m_pSshSession->SetTimeout(m_nReplyTimeout);
-        rc = SendAndReceive(op, GET_ESXI_COMMAND(ESX_CMD_SHOW_COMMANDS), kShowCommandsSendCall,
-                            &pResponse);
-        if (rc != SSH_SUCCESS) return rc;
-        rc = m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_SHOW_COMMANDS, this);
-        if (rc != SSH_SUCCESS) return StepFailed(op, kShowCommandsParseCall, rc);
-        rc = GetMaintenance();
-        if (rc != SSH_SUCCESS) return StepFailed(op, kGetMaintenanceCall, rc);
-        return SSH_SUCCESS;
-    } catch (...) {
-        KelTrace(TRACE_ERROR, op, kLoginCatched);
         return m_pSshSession->StateToSshcode(static_cast<SshCodes>(rc));
     }
 }

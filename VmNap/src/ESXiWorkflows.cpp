@@ -138,7 +138,10 @@ int ESXiServer::GetMaintenance() {
                                 kGetMaintenanceSendCall, &pResponse);
         if (rc != SSH_SUCCESS) return rc;
         rc = m_pParser->Parse(pResponse, ESXiCommand::ESX_CMD_GET_MAINTENANCE, this);
-        if (rc != SSH_SUCCESS && rc != SSH_VERIFY_ERR) return rc;
+        if (rc != SSH_SUCCESS && rc != SSH_VERIFY_ERR) {
+            NoteHostdReply(pResponse);
+            return rc;
+        }
         SetMaintenanceMode(rc == SSH_SUCCESS);
         return SSH_SUCCESS;
     } catch (...) {

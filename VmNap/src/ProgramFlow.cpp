@@ -22,6 +22,8 @@ const char* const kNotRegular = "list file is not a regular file: %s\n";
 const char* const kNoNewFile = "no new file can be created beside %s\n";
 const char* const kBusy = "another run holds the list file %s\n";
 const char* const kStopped = "stopped by signal %d before the next step\n";
+const char* const kNotPoweredOff = "host not powered off: the suspend ended with status %d\n";
+const char* const kPowerOffFailed = "host not powered off: the power-off ended with status %d\n";
 const char* const kInvalidMode = "Invalid tool mode\n";
 const char* const kExecutionError = "\nProgram execution error\n";
 const char* const kExitCode = "\nProgram exited with code %d\n";
@@ -47,9 +49,23 @@ int reboot_vms(SshSrv::ESXiServer& host, const Env::String& listfile, bool dryRu
     return rc;
 }
 
+// -poweroff: the host goes off only after a suspend that stopped every VM and
+// left the host in maintenance mode, with the list file saved, and before a
+// stop was asked for; otherwise one line says why it stays on.
+int power_off_after(SshSrv::ESXiServer& host, int status) {
+    if (status == SSH_SUCCESS && StopRequest::Requested()) status = StopRequest::kStatusStopped;
+    if (status != SSH_SUCCESS) {
+        KelTrace(TRACE_ERROR, "main", kNotPoweredOff, status);
+        return status;
+    }
+    status = host.PowerOffHost();
+    if (status != SSH_SUCCESS) KelTrace(TRACE_ERROR, "main", kPowerOffFailed, status);
+    return status;
+}
+
 // The file is written whatever happened, so that it records what was done,
 // with the marks of an earlier run that still hold.
-int suspend_vms(SshSrv::ESXiServer& host, const Env::String& listfile, bool dryRun) {
+int suspend_vms(SshSrv::ESXiServer& host, const Env::String& listfile, bool dryRun, bool powerOff) {
     TakeEarlierRecord(host, listfile);
     int rc = host.Suspend();
     if (dryRun) return rc;
@@ -57,7 +73,7 @@ int suspend_vms(SshSrv::ESXiServer& host, const Env::String& listfile, bool dryR
         KelTrace(TRACE_ERROR, "main", kCantWrite);
         rc = kStatusListFile;
     }
-    return rc;
+    return powerOff ? power_off_after(host, rc) : rc;
 }
 
 // A list-file path that names something other than a regular file (a FIFO, a
@@ -127,7 +143,8 @@ int RunMode(SshSrv::ESXiServer& host, const ToolOptions& options) {
         case SshSrv::SRV_OP_CHECK_AUTH: return host.Login();
         case SshSrv::SRV_OP_CHECK_SRV_MODE: return check_maintenance(host);
         case SshSrv::SRV_OP_REBOOT: return reboot_vms(host, options.listfile.value, options.dryrun.value);
-        case SshSrv::SRV_OP_SUSPEND: return suspend_vms(host, options.listfile.value, options.dryrun.value);
+        case SshSrv::SRV_OP_SUSPEND:
+            return suspend_vms(host, options.listfile.value, options.dryrun.value, options.poweroff.value);
         default:
             KelTrace(TRACE_ERROR, "main", kInvalidMode);
             return kStatusCommandLine;
@@ -143,6 +160,7 @@ SshSrv::SuspendPolicy PolicyOf(const ToolOptions& options) {
     policy.last = options.last.values;
     policy.skip = options.skip.values;
     policy.dryRun = options.dryrun.value;
+    policy.powerOffHost = options.poweroff.value;
     return policy;
 }
 
@@ -158,6 +176,7 @@ int run(const ToolOptions& options) {
     host->SetTimeout(options.timeout.value);
     host->SetWaitLimits(options.loginseconds.value, options.replyseconds.value);
     host->SetSuspendPolicy(PolicyOf(options));
+    host->SetBootWait(options.waitminutes.value * 60);
     int status = prepare(options, lock, *host);
     if (status == SSH_SUCCESS) status = host->Init(options.host.value);
     if (status == SSH_SUCCESS) status = RunMode(*host, options);

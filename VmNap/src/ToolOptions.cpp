@@ -37,6 +37,8 @@ const char* const kUsageLines[] = {
     "\t[-last LIST]\t\t\t VM ids or names handled after all others, in this order",
     "\t[-skip LIST]\t\t\t VM ids or names never touched",
     "\t[-dryrun]\t\t\t say what the run would do, change nothing",
+    "\t[-waitminutes N]\t\t keep trying to log in for N min while the host boots, default 0 (one try)",
+    "\t[-poweroff]\t\t\t suspend_vms: power the host off once every VM is stopped",
 };
 
 const char* const kMissedValue = "Invalid or missed %s value\n";
@@ -176,9 +178,10 @@ int take_list(ArgCursor& args, ListParameter& list) {
     return 0;
 }
 
+// A number of minutes: digits only, 0 to 1440.
 int take_minutes(ArgCursor& args, IntParameter& minutes) {
     const int kMaxMinutes = 1440;
-    bool valid = args.NextValue() && strlen(args.Current()) <= 4 &&
+    bool valid = args.NextValue() && args.Current()[0] != '\0' && strlen(args.Current()) <= 4 &&
                  strspn(args.Current(), "0123456789") == strlen(args.Current());
     int value = valid ? atoi(args.Current()) : -1;
     if (value < 0 || value > kMaxMinutes) {
@@ -190,17 +193,20 @@ int take_minutes(ArgCursor& args, IntParameter& minutes) {
     return 0;
 }
 
+int take_flag(ArgCursor& args, FlagParameter& flag) {
+    flag.value = true;
+    args.Advance();
+    return 0;
+}
+
 // The options of the suspend run's policy; -1 when `arg` is none of them.
 int parse_policy_option(ArgCursor& args, const char* arg, ToolOptions& o) {
     if (o.onrefusal.name == arg) return take_onrefusal(args, o.onrefusal);
     if (o.shutdownminutes.name == arg) return take_minutes(args, o.shutdownminutes);
     if (o.last.name == arg) return take_list(args, o.last);
     if (o.skip.name == arg) return take_list(args, o.skip);
-    if (o.dryrun.name == arg) {
-        o.dryrun.value = true;
-        args.Advance();
-        return 0;
-    }
+    if (o.dryrun.name == arg) return take_flag(args, o.dryrun);
+    if (o.poweroff.name == arg) return take_flag(args, o.poweroff);
     return -1;
 }
 
@@ -222,6 +228,7 @@ int parse_one(ArgCursor& args, ToolOptions& o) {
     if (o.timeout.name == arg) return take_timeout(args, o.timeout);
     if (o.loginseconds.name == arg) return take_seconds(args, o.loginseconds);
     if (o.replyseconds.name == arg) return take_seconds(args, o.replyseconds);
+    if (o.waitminutes.name == arg) return take_minutes(args, o.waitminutes);
     int policy = parse_policy_option(args, arg, o);
     if (policy >= 0) return policy;
     if (strcmp(arg, "help") == 0 || strcmp(arg, "h") == 0) {

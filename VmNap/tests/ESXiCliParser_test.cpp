@@ -216,6 +216,34 @@ TEST(ESXiCliParserShowCommands, NeedsTheListingTitle) {
               parser.Parse("-sh: vim-cmd: not found\r\n~ # ", id, nullptr));
 }
 
+// The host takes its power-off without a word; anything it says is a refusal.
+TEST(ESXiCliParserPowerOffHost, OnlyThePromptIsAnAcceptance) {
+    SshSrv::ESXiCliParser parser;
+    int id = ESXiCommand::ESX_CMD_POWEROFF_HOST;
+    EXPECT_EQ(SSH_SUCCESS, parser.Parse("~ # ", id, nullptr));
+    EXPECT_EQ(SSH_SUCCESS, parser.Parse("\r\n[root@esx01:~] ", id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR,
+              parser.Parse("The operation is not allowed in the current state.\r\n~ # ", id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR,
+              parser.Parse("Error: Missing required parameter -r|--reason\r\n\r\nUsage: esxcli system "
+                           "shutdown poweroff [cmd options]\r\n~ # ",
+                           id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("-sh: esxcli: not found\r\n~ # ", id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("", id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("Shutting down\r\n", id, nullptr));
+}
+
+TEST(ESXiCliParserHostd, TheTextsOfAVimCmdThatCannotReachHostd) {
+    using SshSrv::ESXiCliParser;
+    EXPECT_TRUE(ESXiCliParser::SaysHostdIsStarting("Connect to localhost failed: Connection failure\r\n~ # "));
+    EXPECT_TRUE(ESXiCliParser::SaysHostdIsStarting("\r\nFailed to login: Connection reset by peer\r\n~ # "));
+    EXPECT_FALSE(ESXiCliParser::SaysHostdIsStarting("Commands available under /:\r\nvmsvc/\r\n~ # "));
+    EXPECT_FALSE(ESXiCliParser::SaysHostdIsStarting("-sh: vim-cmd: not found\r\n~ # "));
+    EXPECT_FALSE(ESXiCliParser::SaysHostdIsStarting("note: Connect to localhost failed\r\n~ # "));
+    EXPECT_FALSE(ESXiCliParser::SaysHostdIsStarting(""));
+    EXPECT_FALSE(ESXiCliParser::SaysHostdIsStarting(nullptr));
+}
+
 TEST(ESXiCliParserLines, PromptLineIsSkippedSilently) {
     kel_set_trace(TRACE_MODE_DEBUG);
     std::string out = StdoutOf([] {

@@ -212,6 +212,43 @@ TEST(ParseArgs, ALimitThatIsNotAWholeNumberOfSecondsIsAnError) {
     EXPECT_EQ(1, Parse({"-loginseconds"}).result);
 }
 
+TEST(ParseArgs, WaitMinutesDefaultsToOneTryAndTakesWholeMinutes) {
+    EXPECT_EQ(0, ToolOptions().waitminutes.value);
+    EXPECT_EQ("waitminutes", ToolOptions().waitminutes.name);
+    Parsed p = Parse({"-host", "h", "-usr", "u", "-pwd", "p", "-mode", "reboot_vms", "-waitminutes", "20"});
+    EXPECT_EQ(0, p.result);
+    EXPECT_EQ(20, p.options.waitminutes.value);
+    EXPECT_EQ("", p.output);
+    EXPECT_EQ(0, Parse({"-mode", "account_check", "/waitminutes", "0"}).options.waitminutes.value);
+    EXPECT_EQ(1440, Parse({"-mode", "account_check", "-waitminutes", "1440"}).options.waitminutes.value);
+}
+
+TEST(ParseArgs, AWaitThatIsNotAWholeNumberOfMinutesIsAnError) {
+    for (const char* value : {"-1", "1441", "2.5", "5m", "", "12345", "-D"}) {
+        Parsed p = Parse({"-host", "h", "-usr", "u", "-pwd", "p", "-mode", "reboot_vms", "-waitminutes", value});
+        EXPECT_EQ(1, p.result) << value;
+        EXPECT_EQ("hh:mm:ss: Invalid or missed waitminutes value\n", p.output) << value;
+    }
+    Parsed missing = Parse({"-host", "h", "-usr", "u", "-pwd", "p", "-mode", "reboot_vms", "-waitminutes"});
+    EXPECT_EQ(1, missing.result);
+    EXPECT_EQ("hh:mm:ss: Invalid or missed waitminutes value\n", missing.output);
+}
+
+TEST(ParseArgs, PowerOffIsAFlagWithoutValue) {
+    EXPECT_FALSE(ToolOptions().poweroff.value);
+    EXPECT_EQ("poweroff", ToolOptions().poweroff.name);
+    Parsed p = Parse({"-host", "h", "-usr", "u", "-pwd", "p", "-mode", "suspend_vms", "-poweroff",
+                      "-onrefusal", "poweroff"});
+    EXPECT_EQ(0, p.result);
+    EXPECT_TRUE(p.options.poweroff.value);
+    EXPECT_EQ("poweroff", p.options.onrefusal.value);
+    EXPECT_EQ("", p.output);
+    // The policy's word is not the flag.
+    Parsed policy = Parse({"-host", "h", "-usr", "u", "-pwd", "p", "-mode", "suspend_vms", "-onrefusal", "poweroff"});
+    EXPECT_FALSE(policy.options.poweroff.value);
+    EXPECT_TRUE(Parse({"-mode", "suspend_vms", "/poweroff"}).options.poweroff.value);
+}
+
 TEST(ParseArgs, NegativeTimeoutIsRejected) {
     Parsed p = Parse({"-timeoutminutes", "-5"});
     EXPECT_EQ(1, p.result);

@@ -1,6 +1,7 @@
 #include "state_values.h"
 
 #include <cctype>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
@@ -45,9 +46,11 @@ bool ParseEpoch(const std::string& value, double* out) {
     return *out > 0;
 }
 
+// Cut, not rounded, to the millisecond: a moment written as "now" is never read back as a later one
+// (an esxcli power-off without delay is already due when the state is read again).
 std::string FormatEpoch(double epoch) {
     char text[32];
-    std::snprintf(text, sizeof(text), "%.3f", epoch);
+    std::snprintf(text, sizeof(text), "%.3f", std::floor(epoch * 1000) / 1000);
     return text;
 }
 

@@ -42,6 +42,9 @@ const char* const kMsgEnterPassword = "enter password for system password reques
 const char* const kMsgWrongPassword = "wrong password, terminate connection\n";
 const char* const kMsgVerbose = "plink verbose information\n";
 const char* const kMsgAccessDenied = "password refused, waiting for the client's next prompt\n";
+const char* const kMsgShutOut =
+    "the client ended after the password without a refusal: the host let it in and closed the "
+    "connection\n";
 
 const char* const kErrInit = "SshSession::Init error catched\n";
 const char* const kErrRun = "SshSession::RunSshClient error\n";
@@ -67,7 +70,10 @@ SshSession::SshSession()
       m_iProcessId(0),
       m_nTimeout(kDefaultTimeout),
       m_bLineEndCutBefore(false),
-      m_bLineEndCutAfter(false) {
+      m_bLineEndCutAfter(false),
+      m_bPasswordSent(false),
+      m_bPasswordRefused(false),
+      m_bHostKeyChanged(false) {
     m_szPath[0] = '\0';
     m_szArgs[0] = '\0';
     m_response[0] = '\0';
@@ -103,6 +109,9 @@ SshCodes SshSession::RunSshClient(const char* cszHost, const char* cszUser,
         SshCodes code = GetRunSshCommand(cszHost, cszUser);
         if (code != SSH_SUCCESS) return code;
         m_state = EXEC_INIT;
+        m_bPasswordSent = false;
+        m_bPasswordRefused = false;
+        m_bHostKeyChanged = false;
         m_sHost = cszHost != NULL ? cszHost : "";
         m_sPassword = cszPassword != NULL ? cszPassword : "";
         if (!create_pipes(stdin_def, stdout_def, stderr_def, stdout_r, stdout_w, stdout_e,
@@ -160,10 +169,7 @@ SshCodes SshSession::GetResponse(char** ppResponse) {
             memset(m_response, 0, kBufSize);
             SshCodes code = GetData();
             if (code != SSH_SUCCESS) return code;
-            if (m_response[0] == '\0') {
-                KelTrace(TRACE_DEBUG, "GetResponse", kMsgCantRead);
-                return StateToSshcode(retval);
-            }
+            if (m_response[0] == '\0') return NoReply(retval);
             if (DefaultParser(retval) == 0) {
                 KelTrace(TRACE_DEBUG, "GetResponse", kMsgToUser);
                 return retval;
@@ -173,6 +179,19 @@ SshCodes SshSession::GetResponse(char** ppResponse) {
         }
     } catch (...) {
         kel_trace(TRACE_ERROR, kErrGetResponse);
+    }
+    return StateToSshcode(retval);
+}
+
+// The client ended without a reply. One that ends during the login after its
+// password went out, with no refusal of it, was let in and shut out again (a
+// host that is booting or powering off): a connection that did not come
+// about, not a wrong password.
+SshCodes SshSession::NoReply(SshCodes retval) {
+    KelTrace(TRACE_DEBUG, "GetResponse", kMsgCantRead);
+    if (m_state == EXEC_LOGIN && m_bPasswordSent && !m_bPasswordRefused) {
+        KelTrace(TRACE_DEBUG, "GetResponse", kMsgShutOut);
+        m_state = EXEC_CONNECTING;
     }
     return StateToSshcode(retval);
 }
@@ -203,7 +222,10 @@ SshCodes SshSession::GetData() {
         while (more != 0 && check_process(m_iProcessId) == 0 &&
                !(difftime(time(NULL), tStartTime) > m_nTimeout))
             more = ReadRound(reply, tStartTime, retval);
-        if (more != 0) reply.Reset();  // the client ended or the time ran out: no reply
+        if (more != 0) {  // the client ended or the time ran out: no reply
+            if (is_refused_password(m_response)) m_bPasswordRefused = true;
+            reply.Reset();
+        }
         return CheckTimeout(tStartTime, retval);
     } catch (...) {
         kel_trace(TRACE_ERROR, kErrGetData);
@@ -304,6 +326,7 @@ int SshSession::DefaultParser(SshCodes& errcode) {
             return 1;
         }
         if (is_refused_password(m_response)) {
+            m_bPasswordRefused = true;
             KelTrace(TRACE_DEBUG, "DefaultParser", kMsgAccessDenied);
             return 1;
         }
@@ -335,22 +358,23 @@ int SshSession::RefuseChangedHostKey(SshCodes& errcode) {
     snprintf(m_command, kBufSize, "%s", kLineEnd);
     WriteAnswer();
     trace_host_key_changed("DefaultParser", m_sHost.c_str());
+    m_bHostKeyChanged = true;
     m_state = EXEC_CONNECTING;
     errcode = SSH_CANNOT_CONNECT_ERR;
     return 0;
 }
 
-// Answers the first password prompt of the whole process; any later one is a
-// refused password.
+// Answers the first password prompt of each client; a second prompt of the
+// same client is a refused password, never answered again.
 int SshSession::ParsePassword(SshCodes& errcode) {
-    static bool password_sent = false;
     m_state = EXEC_LOGIN;
-    if (!password_sent) {
+    if (!m_bPasswordSent) {
         snprintf(m_command, kBufSize, "%s%s", m_sPassword.c_str(), kLineEnd);
-        password_sent = true;
+        m_bPasswordSent = true;
         KelTrace(TRACE_DEBUG, "DefaultParser", kMsgEnterPassword);
         return 1;
     }
+    m_bPasswordRefused = true;
     KelTrace(TRACE_DEBUG, "DefaultParser", kMsgWrongPassword);
     errcode = StateToSshcode(errcode);
     return 0;

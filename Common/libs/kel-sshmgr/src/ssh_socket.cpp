@@ -1,7 +1,9 @@
 #include "ssh_socket.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <netdb.h>
+#include <poll.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <time.h>
@@ -28,6 +30,8 @@ const char* const kMsgTrying = "Trying to connect to socket ...\n";
 const char* const kMsgConnectFailed = "Connection to socket ... Failed\n";
 const char* const kMsgConnectDone = "Connection to socket ... Done\n";
 const char* const kMsgNoSocket = "Unable to connect to host %s port %s: Cannot connect to socket\n";
+const char* const kMsgPortAnswers = "host %s port %s accepts connections\n";
+const char* const kMsgPortSilent = "host %s port %s does not accept connections\n";
 
 // Clears O_NONBLOCK; false only when the flags were read and could not be written back.
 bool make_blocking(SOCKET sock) {
@@ -58,6 +62,26 @@ bool probe_once(const char* host) {
     if (tcp_connect(host, kSshPort, &sock) != SSH_SUCCESS) return false;
     sock_close(&sock);
     return true;
+}
+
+// One connection attempt that gives up after `timeout_ms` (or at a signal);
+// the socket is closed at once either way.
+bool connects_within(const struct addrinfo* ai, int timeout_ms) {
+    SOCKET sock = socket(ai->ai_family, ai->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, ai->ai_protocol);
+    if (sock == -1) return false;
+    bool connected = connect(sock, ai->ai_addr, ai->ai_addrlen) == 0;
+    if (!connected && errno == EINPROGRESS) {
+        struct pollfd pfd;
+        pfd.fd = sock;
+        pfd.events = POLLOUT;
+        pfd.revents = 0;
+        int error = 0;
+        socklen_t length = sizeof(error);
+        connected = poll(&pfd, 1, timeout_ms) == 1 &&
+                    getsockopt(sock, SOL_SOCKET, SO_ERROR, &error, &length) == 0 && error == 0;
+    }
+    close(sock);
+    return connected;
 }
 
 }  // namespace
@@ -130,4 +154,21 @@ int is_server_available(const char* host, double max_sec) {
         sleep(kAttemptPause);
     } while (!ok && max_sec >= difftime(taken, start));
     return ok ? 1 : 0;
+}
+
+bool port_answers(const char* host, const char* port, int timeout_ms) {
+    if (host == NULL || port == NULL) return false;
+    struct addrinfo hints;
+    memset(&hints, 0, sizeof(hints));
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_protocol = IPPROTO_TCP;
+    struct addrinfo* list = NULL;
+    if (getaddrinfo(host, port, &hints, &list) != 0) return false;
+    bool answers = false;
+    for (const struct addrinfo* ai = list; ai != NULL && !answers; ai = ai->ai_next)
+        answers = connects_within(ai, timeout_ms);
+    freeaddrinfo(list);
+    kel_trace(TRACE_DEBUG, answers ? kMsgPortAnswers : kMsgPortSilent, host, port);
+    return answers;
 }

@@ -141,16 +141,47 @@ TEST(SshSessionLogin, DenialOutsideTheLoginIsTheCallersText) {
     EXPECT_STREQ("Access denied", login.response);
 }
 
-TEST(SshSessionLogin, PasswordIsSentOnlyOncePerProcess) {
-    {
-        Login first;
-        first.Run({ScriptPrint(kPrompt), ScriptExpect("secret\n"), ScriptPrint("~ # "), "wait"});
-        ASSERT_EQ(SSH_SUCCESS, first.rc);
-    }
-    Login second;
-    second.Run({ScriptPrint(kPrompt), "wait"});
-    EXPECT_EQ(SSH_AUTH_ERR, second.rc);
-    EXPECT_EQ("", second.Received());
+// A host that lets the client in and closes the connection at once (it is
+// booting, or powering off) has not refused the password: the login could not
+// connect (3), it is no wrong password (6).
+TEST(SshSessionLogin, ClientEndingAfterThePasswordWithoutARefusalCannotConnect) {
+    Login login;
+    login.Run({ScriptPrint(kPrompt), ScriptExpect("secret\n"), "sleep 0.5", "exit 1"});
+    EXPECT_EQ(SSH_CANNOT_CONNECT_ERR, login.rc);
+    EXPECT_EQ(EXEC_CONNECTING, login.session.GetState());
+    EXPECT_EQ(SSH_CANNOT_CONNECT_ERR, login.session.StateToSshcode(SSH_SUCCESS));
+    EXPECT_EQ("secret\n", login.Received());
+}
+
+TEST(SshSessionLogin, ClientEndingAfterARefusedPasswordIsAWrongPassword) {
+    Login login;
+    login.Run({ScriptPrint(kPrompt), ScriptExpect("secret\n"), ScriptPrint("Access denied\r\n"), "sleep 0.5",
+               "exit 1"});
+    EXPECT_EQ(SSH_AUTH_ERR, login.rc);
+    EXPECT_EQ(EXEC_LOGIN, login.session.GetState());
+}
+
+// Each client gets the password once. A new client, also one the same
+// session starts after ending the first (a login tried again while a host
+// boots), answers its own first prompt; a second prompt of the same client is
+// a wrong password and is never answered.
+TEST(SshSessionLogin, PasswordIsSentOncePerClient) {
+    Login login;
+    login.Run({ScriptPrint(kPrompt), ScriptExpect("secret\n"), "exit 1"});
+    ASSERT_NE(SSH_SUCCESS, login.rc);
+    login.session.CloseSession();
+    EXPECT_EQ("secret\n", login.dir.Received());
+    login.dir.WriteScript({ScriptPrint(kPrompt), ScriptExpect("secret\n"),
+                           ScriptPrint("Access denied\r\nroot@10.0.0.5's password: "), "wait"});
+    ASSERT_EQ(SSH_SUCCESS, login.session.RunSshClient(kHost, kUser, kPassword));
+    login.rc = login.session.GetResponse(&login.response);
+    EXPECT_EQ(SSH_AUTH_ERR, login.rc);
+    EXPECT_EQ("secret\n", login.Received());
+
+    Login other;
+    other.Run({ScriptPrint(kPrompt), ScriptExpect("secret\n"), ScriptPrint("~ # "), "wait"});
+    EXPECT_EQ(SSH_SUCCESS, other.rc);
+    EXPECT_EQ("secret\n", other.Received());
 }
 
 TEST(SshSessionLogin, WeakAdminPasswordPromptIsNotAnswered) {

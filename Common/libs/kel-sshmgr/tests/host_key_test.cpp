@@ -73,6 +73,25 @@ TEST(SessionHostKey, ChangedKeyIsCancelledWithReturnAndCannotConnect) {
     EXPECT_EQ(SSH_CANNOT_CONNECT_ERR, run.session.StateToSshcode(SSH_SUCCESS));
     EXPECT_EQ("\n", run.dir.Received());
     EXPECT_EQ(kSessionError, run.trace);
+    EXPECT_TRUE(run.session.HostKeyChanged());
+}
+
+// A 3 for a connection that did not come about is no changed key; the next
+// client starts without the mark of the one before.
+TEST(SessionHostKey, OnlyAChangedKeyIsMarkedAndEachClientStartsUnmarked) {
+    SessionRun refused;
+    refused.Run({ScriptEprint("FATAL ERROR: Network error: Connection refused\r\n"), "exit 1"});
+    EXPECT_EQ(SSH_CANNOT_CONNECT_ERR, refused.rc);
+    EXPECT_FALSE(refused.session.HostKeyChanged());
+
+    SessionRun changed;
+    changed.Run(ChangedKeyScript(kPlinkChangedKeyWarning));
+    ASSERT_TRUE(changed.session.HostKeyChanged());
+    changed.dir.WriteScript({ScriptPrint("root@10.0.0.5's password: "), ScriptExpect("secret\n"),
+                             ScriptPrint("~ # "), "wait"});
+    ASSERT_EQ(SSH_SUCCESS, changed.session.RunSshClient(kHost, kUser, kPassword));
+    EXPECT_FALSE(changed.session.HostKeyChanged());
+    changed.session.CloseSession();
 }
 
 // The title may come alone: Return is sent at once, and plink reads it when it asks.

@@ -6,9 +6,15 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <sched.h>
+#include <signal.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
+
+#include <map>
+#include <vector>
 
 #include <string>
 
@@ -19,7 +25,7 @@ namespace {
 // A TCP listener on 127.0.0.1; port 0 picks a free one.
 class Listener {
 public:
-    explicit Listener(int port = 0) {
+    explicit Listener(int port = 0, int backlog = 8) {
         fd_ = socket(AF_INET, SOCK_STREAM, 0);
         int one = 1;
         setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof(one));
@@ -27,7 +33,7 @@ public:
         addr.sin_family = AF_INET;
         addr.sin_port = htons(static_cast<uint16_t>(port));
         addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        ok_ = bind(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) == 0 && listen(fd_, 8) == 0;
+        ok_ = bind(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) == 0 && listen(fd_, backlog) == 0;
         socklen_t len = sizeof(addr);
         getsockname(fd_, reinterpret_cast<sockaddr*>(&addr), &len);
         port_ = ntohs(addr.sin_port);
@@ -240,6 +246,93 @@ TEST(IsServerAvailableForSeconds, KeepsTryingWhileTimeIsLeft) {
     EXPECT_EQ(0, result);
     // 3 s (first close) <= 4 gives a second attempt; 11 s after it does not.
     EXPECT_EQ(2, CountOf(out, "Trying to connect to socket"));
+}
+
+// A listener whose queue is full and that never accepts: the kernel drops
+// further connection requests, so a client waits for an answer that never comes.
+class FullListener {
+public:
+    FullListener() : listener_(0, 0) {
+        for (int i = 0; i < 4; ++i) {
+            int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+            struct sockaddr_in addr = {};
+            addr.sin_family = AF_INET;
+            addr.sin_port = htons(static_cast<uint16_t>(std::stoi(listener_.port())));
+            addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+            connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr));
+            queued_.push_back(fd);
+        }
+        usleep(100000);
+    }
+    ~FullListener() {
+        for (int fd : queued_) close(fd);
+    }
+    std::string port() const { return listener_.port(); }
+
+private:
+    Listener listener_;
+    std::vector<int> queued_;
+};
+
+extern "C" void on_alarm(int) {}
+
+TEST(PortAnswers, AListenerAnswersAtOnceAndTheProbeLeavesNoDescriptor) {
+    Listener listener;
+    ASSERT_TRUE(listener.ok());
+    std::map<int, std::string> before = OpenDescriptors();
+    double start = Now();
+    StartDebugCapture();
+    EXPECT_TRUE(port_answers("127.0.0.1", listener.port().c_str(), 2000));
+    std::string out = StopCapture();
+    EXPECT_LT(Now() - start, 0.5);  // no pause before or after the close
+    EXPECT_EQ(before, OpenDescriptors());
+    EXPECT_NE(std::string::npos, out.find("host 127.0.0.1 port " + listener.port() + " accepts connections\n"));
+}
+
+TEST(PortAnswers, ARefusedPortIsNoAnswerAtOnce) {
+    Listener listener;
+    std::string port = listener.port();
+    listener.Close();
+    double start = Now();
+    StartDebugCapture();
+    EXPECT_FALSE(port_answers("127.0.0.1", port.c_str(), 2000));
+    std::string out = StopCapture();
+    EXPECT_LT(Now() - start, 0.5);
+    EXPECT_NE(std::string::npos, out.find("host 127.0.0.1 port " + port + " does not accept connections\n"));
+}
+
+TEST(PortAnswers, ANameThatDoesNotResolveIsNoAnswer) {
+    if (!EnterOwnNetwork()) GTEST_SKIP() << "needs root for a network namespace";
+    EXPECT_FALSE(port_answers("no-such-host.invalid", "22", 2000));
+    EXPECT_FALSE(port_answers(nullptr, "22", 2000));
+    EXPECT_FALSE(port_answers("127.0.0.1", nullptr, 2000));
+}
+
+TEST(PortAnswers, SilenceEndsTheProbeWhenItsTimeIsUp) {
+    FullListener listener;
+    double start = Now();
+    EXPECT_FALSE(port_answers("127.0.0.1", listener.port().c_str(), 700));
+    double took = Now() - start;
+    EXPECT_GE(took, 0.6);
+    EXPECT_LT(took, 1.5);
+}
+
+// A signal the process handles (a stop asked for) ends the wait for an answer at once.
+TEST(PortAnswers, ASignalEndsTheProbeAtOnce) {
+    FullListener listener;
+    struct sigaction action;
+    memset(&action, 0, sizeof(action));
+    action.sa_handler = on_alarm;
+    action.sa_flags = SA_RESTART;
+    struct sigaction previous;
+    ASSERT_EQ(0, sigaction(SIGALRM, &action, &previous));
+    struct itimerval timer = {};
+    timer.it_value.tv_usec = 200000;
+    ASSERT_EQ(0, setitimer(ITIMER_REAL, &timer, nullptr));
+    double start = Now();
+    EXPECT_FALSE(port_answers("127.0.0.1", listener.port().c_str(), 5000));
+    EXPECT_LT(Now() - start, 1.0);
+    sigaction(SIGALRM, &previous, nullptr);
 }
 
 }  // namespace

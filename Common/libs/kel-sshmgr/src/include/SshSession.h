@@ -23,6 +23,9 @@ public:
     SshSession& operator=(const SshSession&) = delete;
 
     SshCodes Init();
+    // Starts a client for user@host. Each client gets the password once: a
+    // second prompt of the same client is a wrong password (SSH_AUTH_ERR).
+    // End the one before with CloseSession() first.
     SshCodes RunSshClient(const char* cszHost, const char* cszUser, const char* cszPassword);
     SshCodes SendCommand(const std::string& sCommand);
     // *ppResponse points at the session's buffer, valid until the next read.
@@ -40,6 +43,10 @@ public:
     SshState GetState() const { return m_state; }
     void SetState(SshState state) { m_state = state; }
     SshCodes StateToSshcode(SshCodes curcode) const;
+    // The client that was started last warned that the host's key differs
+    // from the cached one, and the connection was cancelled (a 3 that no
+    // retry can mend).
+    bool HostKeyChanged() const { return m_bHostKeyChanged; }
     void SetTimeout(int seconds) { m_nTimeout = seconds; }
     int GetTimeout() const { return m_nTimeout; }
 
@@ -75,11 +82,15 @@ protected:
     std::string m_sHost;
     bool m_bLineEndCutBefore;
     bool m_bLineEndCutAfter;
+    bool m_bPasswordSent;     // the password went to the client started last
+    bool m_bPasswordRefused;  // that client reported the password refused
+    bool m_bHostKeyChanged;   // that client saw a changed host key
 
 private:
     int ReadRound(ReplyGathering& reply, time_t& tStartTime, SshCodes& retval);
     int DeliverReply(ReplyGathering& reply);
     SshCodes CheckTimeout(time_t tStartTime, SshCodes retval);
+    SshCodes NoReply(SshCodes retval);
     bool WriteAnswer();
     int ParsePassword(SshCodes& errcode);
     int RefuseChangedHostKey(SshCodes& errcode);

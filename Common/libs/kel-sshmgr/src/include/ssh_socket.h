@@ -1,4 +1,4 @@
-// TCP reachability probe of a host's SSH port.
+// TCP reachability probes of a host's SSH port.
 #ifndef SSH_SOCKET_H
 #define SSH_SOCKET_H
 
@@ -20,5 +20,11 @@ SshCodes tcp_connect(const char* host, const char* port, SOCKET* pSock);
 int is_server_available(const char* host, int count);
 // 1 when port 22 of host accepted a connection before `max_sec` seconds passed.
 int is_server_available(const char* host, double max_sec);
+
+// One look at a TCP port: true when `port` of `host` (any of its addresses,
+// IPv4 or IPv6) accepts a connection within `timeout_ms`. The connection is
+// closed again at once, without a pause; a name that does not resolve, a
+// refusal, the time running out or a signal give false.
+bool port_answers(const char* host, const char* port, int timeout_ms);
 
 #endif
