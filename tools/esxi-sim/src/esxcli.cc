@@ -1,5 +1,7 @@
 #include "esxcli.h"
 
+#include <cmath>
+
 #include <iostream>
 
 #include "esxcli_texts.h"
@@ -51,9 +53,11 @@ PowerOffRequest ReadPowerOff(const std::vector<std::string>& args) {
 }
 
 // The power goes off `delay` seconds from now (host_clock.h); an earlier power-off under way stands.
+// The moment is cut to the millisecond the state file keeps, so that one without delay is already due
+// when the state is read again.
 std::string SchedulePowerOff(HostState* host, long delay) {
     if (!host->in_maintenance) return kNotInMaintenance;
-    double at = EpochNow() + static_cast<double>(delay);
+    double at = std::floor((EpochNow() + static_cast<double>(delay)) * 1000) / 1000;
     if (host->poweroff_at <= 0 || at < host->poweroff_at) host->poweroff_at = at;
     return "";
 }

@@ -1,7 +1,6 @@
 #include "state_values.h"
 
 #include <cctype>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
@@ -46,11 +45,9 @@ bool ParseEpoch(const std::string& value, double* out) {
     return *out > 0;
 }
 
-// Cut, not rounded, to the millisecond: a moment written as "now" is never read back as a later one
-// (an esxcli power-off without delay is already due when the state is read again).
 std::string FormatEpoch(double epoch) {
     char text[32];
-    std::snprintf(text, sizeof(text), "%.3f", std::floor(epoch * 1000) / 1000);
+    std::snprintf(text, sizeof(text), "%.3f", epoch);
     return text;
 }
 
