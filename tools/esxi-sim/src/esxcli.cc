@@ -1,7 +1,6 @@
 #include "esxcli.h"
 
 #include <cmath>
-
 #include <iostream>
 
 #include "esxcli_texts.h"
