@@ -40,7 +40,7 @@ public:
 
     // Seconds between the host's acceptance of the power-off and the power
     // going off: time for the client to read the answer and end the session.
-    static const int kPowerOffDelaySeconds = 10;
+    static constexpr int kPowerOffDelaySeconds = 10;
     // What the host records as the reason of its power-off.
     static constexpr const char* kPowerOffReason = "VmNap: VMs suspended";
 
@@ -88,7 +88,7 @@ public:
     }
 
 private:
-    static const size_t kMaxIdDigits = 10;
+    static constexpr size_t kMaxIdDigits = 10;
 
     // The id replaces %s. Any other id, or a text that would not fit whole,
     // gives an empty command, which is never sent.
