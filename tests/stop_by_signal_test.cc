@@ -93,7 +93,7 @@ TEST_F(StopBySignal, SighupWhileWaitingForTheLockIs17AndStartsNothing) {
     double signalled = Now();
     ASSERT_EQ(0, kill(tool_.pid(), SIGHUP));
     EXPECT_EQ(17, tool_.Wait(kExitSeconds)) << Explain();
-    EXPECT_LT(Now() - signalled, 1.0);
+    EXPECT_LT(Now() - signalled, 3.0);  // at once beside the 300 s wait, with room for a loaded machine
     EXPECT_NE(std::string::npos, tool_.output().find("ListFileLock: another run holds esxi_vms.xml.lock, "
                                                      "waiting up to 300 s\n"))
         << tool_.output();
