@@ -8,6 +8,8 @@
 #include <cstring>
 #include <fstream>
 
+#include "fd_text.h"
+
 namespace esxisim {
 
 const char kUnloggedCommand[] = "esxi-sim: the command is not run: ";
@@ -33,17 +35,6 @@ std::string UtcStamp(time_t when) {
     return text;
 }
 
-bool WriteAll(int fd, const std::string& text) {
-    size_t done = 0;
-    while (done < text.size()) {
-        ssize_t n = write(fd, text.data() + done, text.size() - done);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        done += static_cast<size_t>(n);
-    }
-    return true;
-}
-
 }  // namespace
 
 std::string ShellLogPath(const std::string& state_path) { return state_path + kLogSuffix; }
@@ -57,7 +48,7 @@ bool AppendShellLog(const std::string& state_path, pid_t shell_pid, const std::s
                     std::string* error) {
     std::string path = ShellLogPath(state_path);
     int fd = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
-    bool written = fd >= 0 && WriteAll(fd, ShellLogLine(time(nullptr), shell_pid, AccountName(), command));
+    bool written = fd >= 0 && WriteWhole(fd, ShellLogLine(time(nullptr), shell_pid, AccountName(), command));
     if (!written) *error = "cannot write " + path + ": " + std::strerror(errno);
     if (fd >= 0) close(fd);
     return written;

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "fd_text.h"
 #include "shell_log.h"
 
 namespace esxisim {
@@ -24,16 +25,6 @@ const int kEndedStatus = 1;
 void CloseFd(int* fd) {
     if (*fd >= 0) close(*fd);
     *fd = -1;
-}
-
-void WriteAll(int fd, const std::string& text) {
-    size_t done = 0;
-    while (done < text.size()) {
-        ssize_t n = write(fd, text.data() + done, text.size() - done);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return;
-        done += static_cast<size_t>(n);
-    }
 }
 
 double Monotonic() {
@@ -102,10 +93,10 @@ void ShellRelay::Forward(std::string line) {
     line.erase(std::remove(line.begin(), line.end(), '\r'), line.end());
     std::string error;
     if (!AppendShellLog(state_path_, shell_, line, &error)) {
-        WriteAll(2, kUnloggedCommand + error + "\n");
+        WriteWhole(2, kUnloggedCommand + error + "\n");
         line.clear();
     }
-    if (to_shell_ >= 0) WriteAll(to_shell_, line + "\n");
+    if (to_shell_ >= 0) WriteWhole(to_shell_, line + "\n");
 }
 
 void ShellRelay::ReadOutput() {
@@ -119,7 +110,7 @@ void ShellRelay::ReadOutput() {
     Show(greeting_.Pass(std::string(buffer, static_cast<size_t>(n))));
 }
 
-void ShellRelay::Show(const std::string& text) const { WriteAll(1, text); }
+void ShellRelay::Show(const std::string& text) const { WriteWhole(1, text); }
 
 // At most twice a second, however busy the session.
 bool ShellRelay::TimeToAsk() {

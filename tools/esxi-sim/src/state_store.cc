@@ -10,6 +10,7 @@
 #include <cstring>
 #include <iostream>
 
+#include "fd_text.h"
 #include "host_clock.h"
 #include "state_text.h"
 
@@ -49,28 +50,6 @@ bool Fail(std::string* error, const std::string& text) {
 
 std::string SystemError(const std::string& what, const std::string& path) {
     return what + " " + path + ": " + std::strerror(errno);
-}
-
-bool ReadWhole(int fd, std::string* text) {
-    char buffer[4096];
-    for (;;) {
-        ssize_t n = read(fd, buffer, sizeof(buffer));
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0) return false;
-        if (n == 0) return true;
-        text->append(buffer, static_cast<size_t>(n));
-    }
-}
-
-bool WriteWhole(int fd, const std::string& text) {
-    size_t done = 0;
-    while (done < text.size()) {
-        ssize_t n = write(fd, text.data() + done, text.size() - done);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        done += static_cast<size_t>(n);
-    }
-    return true;
 }
 
 }  // namespace
