@@ -142,20 +142,24 @@ int take_timeout(ArgCursor& args, IntParameter& timeout) {
     return 0;
 }
 
-// A number of seconds: digits only, 1 to 86400.
-int take_seconds(ArgCursor& args, IntParameter& seconds) {
-    const int kMaxSeconds = 86400;
-    bool valid = args.NextValue() && strlen(args.Current()) <= 5 &&
+// A whole number from `low` to `high`, written with digits only.
+int take_number(ArgCursor& args, IntParameter& param, int low, int high) {
+    const size_t kMaxDigits = 9;  // no overflow in atoi
+    bool valid = args.NextValue() && args.Current()[0] != '\0' && strlen(args.Current()) <= kMaxDigits &&
                  strspn(args.Current(), "0123456789") == strlen(args.Current());
-    int value = valid ? atoi(args.Current()) : 0;
-    if (value < 1 || value > kMaxSeconds) {
-        kel_trace(TRACE_ERROR, kMissedValue, seconds.name.c_str());
+    int value = valid ? atoi(args.Current()) : -1;
+    if (value < low || value > high) {
+        kel_trace(TRACE_ERROR, kMissedValue, param.name.c_str());
         return 1;
     }
-    seconds.value = value;
+    param.value = value;
     args.Advance();
     return 0;
 }
+
+// Seconds of a wait, 1 to a day; minutes, 0 to a day.
+int take_seconds(ArgCursor& args, IntParameter& seconds) { return take_number(args, seconds, 1, 86400); }
+int take_minutes(ArgCursor& args, IntParameter& minutes) { return take_number(args, minutes, 0, 1440); }
 
 int take_onrefusal(ArgCursor& args, StringParameter& onrefusal) {
     SshSrv::OnRefusal policy;
@@ -174,21 +178,6 @@ int take_list(ArgCursor& args, ListParameter& list) {
         return 1;
     }
     for (const std::string& entry : SshSrv::SplitVmList(args.Current())) list.values.push_back(entry);
-    args.Advance();
-    return 0;
-}
-
-// A number of minutes: digits only, 0 to 1440.
-int take_minutes(ArgCursor& args, IntParameter& minutes) {
-    const int kMaxMinutes = 1440;
-    bool valid = args.NextValue() && args.Current()[0] != '\0' && strlen(args.Current()) <= 4 &&
-                 strspn(args.Current(), "0123456789") == strlen(args.Current());
-    int value = valid ? atoi(args.Current()) : -1;
-    if (value < 0 || value > kMaxMinutes) {
-        kel_trace(TRACE_ERROR, kMissedValue, minutes.name.c_str());
-        return 1;
-    }
-    minutes.value = value;
     args.Advance();
     return 0;
 }
