@@ -145,6 +145,9 @@ public:
     // `seconds` have passed (SSH_VERIFY_ERR).
     int WaitUntilPoweredOff(int seconds);
 
+    // The state last read from the host is "Powered on" (no command is sent).
+    bool WasPoweredOn() const;
+
     // Suspended by this tool and waiting to be powered on again.
     bool IsMarkedToReboot() const;
     void MarkToReboot();

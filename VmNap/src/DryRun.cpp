@@ -10,7 +10,6 @@ namespace SshSrv {
 
 namespace {
 
-const char* const kPoweredOn = "Powered on";
 const char* const kVmLine = "dry run: VM %s %s (%s): %s\n";
 const char* const kHostLine = "dry run: host: %s\n";
 const char* const kNothing = "nothing to do";
@@ -46,13 +45,13 @@ std::string Fallback(const SuspendPolicy& policy) {
 void TellSuspendPlan(const ESXiServer& host, const VmOrder& order, const SuspendPolicy& policy) {
     bool inMaintenance = host.GetMaintenanceMode();
     for (const VirtualMachineServer* vm : order.handled) {
-        bool runs = vm->GetStatus() == kPoweredOn;
+        bool runs = vm->WasPoweredOn();
         if (runs && !inMaintenance) TellVm(vm, kSuspend + Fallback(policy));
         else TellVm(vm, vm->IsMarkedToReboot() ? kStaysMarked : kNothing);
     }
     bool leftRunning = false;
     for (const VirtualMachineServer* vm : order.skipped) {
-        bool runs = vm->GetStatus() == kPoweredOn;
+        bool runs = vm->WasPoweredOn();
         leftRunning = leftRunning || runs;
         TellVm(vm, runs ? kSkipped : (vm->IsMarkedToReboot() ? kStaysMarked : kNothing));
     }

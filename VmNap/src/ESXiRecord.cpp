@@ -12,7 +12,6 @@ namespace SshSrv {
 
 namespace {
 
-const char* const kPoweredOn = "Powered on";
 const char* const kMarkKept = "VM %s %s keeps the mark of an earlier run\n";
 const char* const kFlagKept = "the host stays recorded as put into maintenance mode by an earlier run\n";
 
@@ -40,7 +39,7 @@ bool ESXiServer::AnyVmMarked() const {
 void ESXiServer::CarryOverMarks() {
     for (Env::XmlObject* item : m_VMs) {
         VirtualMachineServer* vm = static_cast<VirtualMachineServer*>(item);
-        if (m_earlierMarks.count(vm->GetId()) == 0 || vm->GetStatus() == kPoweredOn) continue;
+        if (m_earlierMarks.count(vm->GetId()) == 0 || vm->WasPoweredOn()) continue;
         vm->MarkToReboot();
         KelTrace(TRACE_DEBUG, "Suspend", kMarkKept, vm->GetId().c_str(), vm->GetName().c_str());
     }

@@ -121,6 +121,8 @@ const Env::XmlObject::XmlObjectStructure& VirtualMachineServer::GetXmlStructure(
     return m_gVirtualMachineServerStructure;
 }
 
+bool VirtualMachineServer::WasPoweredOn() const { return GetStatus() == kPoweredOn; }
+
 bool VirtualMachineServer::IsMarkedToReboot() const { return GetRebootStatus() == kToReboot; }
 
 void VirtualMachineServer::MarkToReboot() { SetRebootStatus(kToReboot); }
@@ -145,7 +147,7 @@ int VirtualMachineServer::IsPoweredOn() {
     try {
         int rc = UpdateStatus();
         if (rc != SSH_SUCCESS) return StepFailed("IsPoweredOn", kUpdateStatusCall, rc);
-        return GetStatus() == kPoweredOn ? SSH_SUCCESS : SSH_VERIFY_ERR;
+        return WasPoweredOn() ? SSH_SUCCESS : SSH_VERIFY_ERR;
     } catch (...) {
         KelTrace(TRACE_ERROR, "IsPoweredOn", kIsPoweredOnCatched);
         return SSH_INTERNAL_ERR;
@@ -153,7 +155,7 @@ int VirtualMachineServer::IsPoweredOn() {
 }
 
 int VirtualMachineServer::Suspend() {
-    if (GetStatus() != kPoweredOn) return SSH_SUCCESS;
+    if (!WasPoweredOn()) return SSH_SUCCESS;
     int rc = ChangePower(kSuspend);
     if (rc == SSH_SUCCESS) MarkToReboot();
     return rc;

@@ -8,7 +8,6 @@ namespace SshSrv {
 
 namespace {
 
-const char* const kPoweredOn = "Powered on";
 const char* const kSuspended = "suspended";
 const char* const kShutDown = "shut down";
 const char* const kPoweredOff = "powered off";
@@ -61,7 +60,7 @@ VmStopResult FallBack(VirtualMachineServer& vm, const SuspendPolicy& policy) {
 }  // namespace
 
 VmStopResult StopVm(VirtualMachineServer& vm, const SuspendPolicy& policy) {
-    if (vm.GetStatus() != kPoweredOn) return {VmFate::kStopped, SSH_SUCCESS};
+    if (!vm.WasPoweredOn()) return {VmFate::kStopped, SSH_SUCCESS};
     int rc = vm.Suspend();
     bool fallsBack = policy.onRefusal != OnRefusal::kStop;
     if (rc == SSH_SUCCESS) {
@@ -75,7 +74,7 @@ VmStopResult StopVm(VirtualMachineServer& vm, const SuspendPolicy& policy) {
 }
 
 VmFate LeaveVmAlone(VirtualMachineServer& vm) {
-    if (vm.GetStatus() != kPoweredOn) return VmFate::kStopped;
+    if (!vm.WasPoweredOn()) return VmFate::kStopped;
     LeftRunning(vm, kSkipped);
     return VmFate::kLeftRunning;
 }
