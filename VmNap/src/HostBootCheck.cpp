@@ -57,11 +57,29 @@ int left_alone() {
     return SSH_CANNOT_CONNECT_ERR;
 }
 
-// A read that failed as one does while the host goes down or boots.
+// A read that failed as one does while the host goes down or boots (the
+// connection refused or broken, a reply that never came); a reply that is no
+// uptime (11) is not among them.
 bool host_going_or_coming(int status) {
     BootWait::Attempt attempt;
     attempt.status = status;
-    return status != SSH_CLI_CMD_FAILED_ERR && BootWait::WorthAnotherAttempt(attempt);
+    return BootWait::WorthAnotherAttempt(attempt);
+}
+
+// One look at the host logged in: 0 with `booted` set when its uptime says
+// it has booted since the power-off; a read that failed as the host goes down
+// counts as not booted yet; any other failure's status ends the check.
+int look(Host& host, long long powerOffAt, Clock& clock, bool* booted) {
+    *booted = false;
+    unsigned long long micros = 0;
+    int rc = host.ReadUptime(&micros);
+    if (rc != SSH_SUCCESS) return host_going_or_coming(rc) ? SSH_SUCCESS : rc;
+    double now = clock.EpochNow();
+    *booted = BootedSince(powerOffAt, now, micros);
+    long long bootedAt = static_cast<long long>(now - static_cast<double>(micros) / 1e6);
+    if (*booted) KelTrace(TRACE_INFO, "BootCheck", kBooted, bootedAt - powerOffAt);
+    else KelTrace(TRACE_INFO, "BootCheck", kNotDown, powerOffAt, micros / 1000000ULL);
+    return SSH_SUCCESS;
 }
 
 }  // namespace
@@ -100,18 +118,9 @@ double Clock::EpochNow() {
 
 int WaitForBootSince(Host& host, long long powerOffAt, double deadline, Clock& clock) {
     for (;;) {
-        unsigned long long micros = 0;
-        int rc = host.ReadUptime(&micros);
-        if (rc != SSH_SUCCESS && !host_going_or_coming(rc)) return rc;
-        if (rc == SSH_SUCCESS) {
-            double now = clock.EpochNow();
-            if (BootedSince(powerOffAt, now, micros)) {
-                long long after = static_cast<long long>(now - static_cast<double>(micros) / 1e6) - powerOffAt;
-                KelTrace(TRACE_INFO, "BootCheck", kBooted, after);
-                return SSH_SUCCESS;
-            }
-            KelTrace(TRACE_INFO, "BootCheck", kNotDown, powerOffAt, micros / 1000000ULL);
-        }
+        bool booted = false;
+        int rc = look(host, powerOffAt, clock, &booted);
+        if (rc != SSH_SUCCESS || booted) return rc;
         if (clock.Stopped()) return stopped();
         if (clock.Now() + BootWait::kRetrySeconds > deadline) return left_alone();
         KelTrace(TRACE_INFO, "BootCheck", kLookAgain, BootWait::kRetrySeconds);
