@@ -134,8 +134,11 @@ TEST_F(AnsibleFleet, OnlyTheHostThatRefusesMaintenanceFailsAndResumeBringsTheOth
 
     // esx03 never reached maintenance mode, but its list file keeps web01 marked: reboot_vms brings it
     // back there too.
+    // The resume waits for a host that is still booting, as the NUT example does (vmnap_resume_wait_minutes).
+    CommandLineWatch wait_watch("-waitminutes 20");
     ProgramResult resume = Playbook("resume");
     EXPECT_EQ(0, resume.exit_status) << Explain(resume);
+    EXPECT_NE(std::string::npos, wait_watch.Seen().find("-mode reboot_vms")) << wait_watch.Seen();
     for (std::string name : {"esx01", "esx02", "esx03"}) {
         EXPECT_NE(std::string::npos, resume.out.find(name + ": reboot_vms exit status 0 (success)")) << Explain(resume);
         EXPECT_TRUE(RecapSays(resume.out, name, 1, 0)) << Explain(resume);

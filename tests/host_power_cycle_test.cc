@@ -9,6 +9,7 @@
 #include <time.h>
 
 #include <atomic>
+#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -182,9 +183,15 @@ TEST_F(HostPowerCycle, PowerOffAfterTheSuspendAndEveryVmBackAfterTheBoot) {
     watch.join();
     ASSERT_EQ(0, r.exit_status) << Explain(r);
     EXPECT_EQ(ListNow(), list_at_power_off);
-    EXPECT_NE(std::string::npos, ListNow().find("<esxiserver host=\"127.0.0.1\" maintenancemode=\"true\" "
-                                                "reboot=\"true\">"))
-        << ListNow();
+    // The file records the moment the power-off was asked for, in the tool's clock.
+    std::smatch recorded;
+    std::string list = ListNow();
+    ASSERT_TRUE(std::regex_search(list, recorded,
+                                  std::regex("<esxiserver host=\"127\\.0\\.0\\.1\" maintenancemode=\"true\" "
+                                             "poweroffat=\"([0-9]+)\" reboot=\"true\">")))
+        << list;
+    EXPECT_LE(std::stoll(recorded[1]), static_cast<long long>(time(nullptr)));
+    EXPECT_GE(std::stoll(recorded[1]), static_cast<long long>(time(nullptr)) - 60);
     std::vector<std::string> log = ShellLog();
     ASSERT_FALSE(log.empty());
     EXPECT_EQ(kPowerOffLine, log.back());
@@ -196,12 +203,11 @@ TEST_F(HostPowerCycle, PowerOffAfterTheSuspendAndEveryVmBackAfterTheBoot) {
     EXPECT_TRUE(off.in_maintenance);
     RecordProperty("suspend_seconds", remote_.last_seconds());
 
-    // Switched on again: the VMs come back once the host has booted.
+    // Switched on again: the VMs come back once the host has booted (it comes on at its first boot moment).
     std::string error;
     ASSERT_TRUE(esxisim::StateStore(StatePath()).Update(
         [](esxisim::HostState* host) {
             double now = esxisim::EpochNow();
-            host->powered_off = false;
             host->boot_ssh_at = now + kSshAfterSeconds;
             host->boot_hostd_at = now + kHostdAfterSeconds;
         },
@@ -214,6 +220,48 @@ TEST_F(HostPowerCycle, PowerOffAfterTheSuspendAndEveryVmBackAfterTheBoot) {
     EXPECT_TRUE(PowerIs("4", esxisim::PowerState::kOff)) << HostNow();
     EXPECT_FALSE(Settled().in_maintenance);
     RecordProperty("resume_seconds", remote_.last_seconds());
+}
+
+// The mains back within the power-off's delay: the host is still up, in maintenance mode. A resume without
+// -waitminutes reads its uptime, finds that it has not gone down since the power-off was asked for, ends
+// with 3 and touches nothing; once the host has been off and booted, the resume brings every VM back.
+TEST_F(HostPowerCycle, AResumeDuringThePowerOffDelayLeavesTheHostAloneWith3) {
+    SetHostInAnyOrder(Host("no", 1) + Vm("1", "web01", "on") + Vm("2", "backup", "off"));
+    ProgramResult r = Run("suspend_vms", {"-onrefusal", "poweroff", "-poweroff"});
+    ASSERT_EQ(0, r.exit_status) << Explain(r);
+    std::string list = ListNow();
+    ProgramResult early = Run("reboot_vms");
+    EXPECT_EQ(3, early.exit_status) << Explain(early);
+    EXPECT_FALSE(Settled().powered_off) << "the resume came within the delay";
+    EXPECT_NE(std::string::npos, early.out.find("the host was asked to power off and was not seen booted since: "
+                                                "the resume leaves it alone, nothing is changed, every mark is kept"))
+        << early.out;
+    EXPECT_EQ(list, ListNow()) << "every mark and the power-off kept";
+    EXPECT_EQ(1u, ShellLogCount("esxcli system stats uptime get"));
+    EXPECT_EQ(0u, ShellLogCount("vim-cmd hostsvc/maintenance_mode_exit"));
+    EXPECT_TRUE(PowerIs("1", esxisim::PowerState::kSuspended));
+    RecordProperty("early_resume_seconds", remote_.last_seconds());
+
+    SleepSeconds(kPowerOffDelaySeconds + 1);
+    ASSERT_TRUE(Settled().powered_off) << HostNow();
+    std::string error;
+    ASSERT_TRUE(esxisim::StateStore(StatePath()).Update(
+        [](esxisim::HostState* host) {
+            double now = esxisim::EpochNow();
+            host->boot_ssh_at = now + 2;
+            host->boot_hostd_at = now + 4;
+        },
+        &error))
+        << error;
+    ProgramResult resume = Run("reboot_vms", {"-waitminutes", "1"});
+    ASSERT_EQ(0, resume.exit_status) << Explain(resume);
+    EXPECT_TRUE(PowerIs("1", esxisim::PowerState::kOn)) << HostNow();
+    EXPECT_TRUE(PowerIs("2", esxisim::PowerState::kOff)) << HostNow();
+    EXPECT_FALSE(Settled().in_maintenance);
+    std::string resumed = ListFile("false", "false",
+                                   Row("1", "web01", "Powered on", "rebooted") + Row("2", "backup", "Powered off"));
+    resumed.replace(resumed.find(" timeout="), 0, " stopped=\"suspended\"");
+    EXPECT_EQ(resumed, ListNow()) << "the record of the power-off is gone";
 }
 
 // A VM left running (-onrefusal skip, a passthrough VM) is 18 as always, and the host is not powered off.

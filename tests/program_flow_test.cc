@@ -1,6 +1,7 @@
 // The VmNap executable run in a temp working directory with the scripted
 // stand-in client as ./plink: modes, list file and exit statuses.
 #include <gtest/gtest.h>
+#include <time.h>
 
 #include <string>
 #include <vector>
@@ -162,6 +163,34 @@ TEST_F(ProgramFlow, SuspendVmsWritesTheMarkedList) {
     EXPECT_EQ(std::string(kLogin) + kAllVms + State("1") + State("2") + esxi_cmd::Suspend("1") +
                   State("1") + kEnter + kMaintenance,
               dir_.Received());
+    EXPECT_EQ(kSuspendedList, ListFile());
+}
+
+const char kPowerOffHost[] = "esxcli system shutdown poweroff -d 10 -r \"VmNap: VMs suspended\"\n";
+
+// -poweroff: the file saved before the power-off records when it was asked for, by the tool's clock.
+TEST_F(ProgramFlow, SuspendVmsWithPowerOffRecordsTheMomentInTheList) {
+    time_t before = time(nullptr);
+    ProgramResult r = Run(SuspendingTwoVms().Answer(kPowerOffHost, "").Wait(), "suspend_vms", {"-poweroff"});
+    EXPECT_EQ(0, r.exit_status) << r.out;
+    std::string list = ListFile();
+    size_t at = list.find(" poweroffat=\"");
+    ASSERT_NE(std::string::npos, at) << list;
+    long long recorded = std::stoll(list.substr(at + 13));
+    EXPECT_GE(recorded, static_cast<long long>(before));
+    EXPECT_LE(recorded, static_cast<long long>(time(nullptr)));
+    list.erase(at, list.find('"', at + 13) + 1 - at);
+    EXPECT_EQ(kSuspendedList, list) << "the rest as without -poweroff";
+}
+
+// A power-off the host refuses leaves the file as a suspend without -poweroff writes it: no record that
+// would hold a later resume back.
+TEST_F(ProgramFlow, APowerOffTheHostRefusesLeavesNoRecord) {
+    ProgramResult r = Run(SuspendingTwoVms()
+                              .Answer(kPowerOffHost, "The operation is not allowed in the current state.\n")
+                              .Wait(),
+                          "suspend_vms", {"-poweroff"});
+    EXPECT_EQ(11, r.exit_status) << r.out;
     EXPECT_EQ(kSuspendedList, ListFile());
 }
 

@@ -57,6 +57,12 @@ public:
 // when a stop ended the wait.
 int LogInWithin(Host& host, int waitSeconds, Clock& clock);
 
+// The same on a new client, for a host that was logged in and is to be seen
+// again (HostBootCheck.h): looks at the SSH port until it answers, starts a
+// new client and logs in, trying again until `deadline` (Clock::Now());
+// `waitSeconds` is the whole wait the deadline ends, for the messages.
+int LogInAgainBefore(Host& host, int waitSeconds, double deadline, Clock& clock);
+
 }  // namespace BootWait
 
 #endif

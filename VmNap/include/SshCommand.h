@@ -1,5 +1,5 @@
 // The closed set of command lines the tool sends to an ESXi host: vim-cmd
-// lines, and the one esxcli line that powers the host off.
+// lines, and the two esxcli lines that power the host off and read its uptime.
 #ifndef VMNAP_SSH_COMMAND_H
 #define VMNAP_SSH_COMMAND_H
 
@@ -35,7 +35,8 @@ public:
         ESX_CMD_EXIT_MAINTENANCE = 10,
         ESX_CMD_SHUTDOWN_VM = 11,  // the guest's own shutdown, through VMware Tools
         ESX_CMD_POWEROFF_HOST = 12,  // the host itself, once in maintenance mode
-        ESX_CMD_LAST = 13
+        ESX_CMD_GET_UPTIME = 13,     // microseconds since the host booted (HostBootCheck.h)
+        ESX_CMD_LAST = 14
     };
 
     // Seconds between the host's acceptance of the power-off and the power
@@ -78,6 +79,8 @@ public:
                  kPowerOffDelaySeconds, kPowerOffReason);
         return Env::String(buf);
     }
+
+    static Env::String GetESX_CMD_GET_UPTIME() { return "esxcli system stats uptime get\n"; }
 
     // Only a VM id of 1 to 10 digits ever goes into a command.
     static bool IsVmId(Env::String const& id) {

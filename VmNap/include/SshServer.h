@@ -194,6 +194,9 @@ public:
     public:
         XmlObjAttrReboot() { m_val = false; }
     };
+    // When the tool asked the host to power off (epoch seconds, the tool's
+    // clock); empty, and not written, when it did not.
+    class XmlObjAttrPowerOffAt : public Env::XmlObjStrAttr<Env::String> {};
 
     class ESXiServerStructure : public SshServerStructure {
     public:
@@ -239,6 +242,19 @@ public:
     // suspend_vms -poweroff: asks the host, in maintenance mode, to power off
     // (ESXiPowerOff.cpp); 0 when it accepted.
     int PowerOffHost();
+    // The list file records the moment the power-off is asked for (`epoch`,
+    // the tool's clock), or no power-off.
+    void RecordPowerOff(long long epoch);
+    void ForgetPowerOff() { m_PowerOffAt.Set(Env::String()); }
+    bool PowerOffRecorded() const { return !m_PowerOffAt.Get().empty(); }
+    // reboot_vms after a recorded power-off: 0 once the host has booted since
+    // (HostBootCheck.h), waiting within the boot wait from `deadline`
+    // (BootWait::Clock::Now()) on; 3 when it was not seen booted by then.
+    int CheckBootSincePowerOff(double deadline);
+    // Sends the uptime command and reads its reply (ESXiBootCheck.cpp).
+    int ReadUptime(unsigned long long* micros);
+    // A new client and a login, trying while the host boots, until `deadline`.
+    int LogInAgain(double deadline);
     int Suspend() override;
     int Reboot() override;
     int IsPoweredOn() override;
@@ -286,6 +302,8 @@ public:
     void SetReboot(bool const& v) { m_Reboot.Set(v); }
     Env::String GetRebootStr() const { return m_Reboot.GetStr(); }
     void SetRebootStr(const Env::String& v) { m_Reboot.SetStr(v); }
+    Env::String GetPowerOffAtStr() const { return m_PowerOffAt.GetStr(); }
+    void SetPowerOffAtStr(const Env::String& v) { m_PowerOffAt.SetStr(v); }
 
     static ESXiServerStructure m_gESXiServerStructure;
 
@@ -295,6 +313,7 @@ private:
     int OrderTheVms(VmOrder* order);
     int StopTheVms(const VmOrder& order, bool* leftRunning);
     bool MarkedVmsHavePlainIds() const;
+    bool PowerOffAtIsPlain() const;
     void NoteHostdReply(const char* response);
     int ReadToPrompt(const char* op, const char* first, std::string& text);
     int ChangeMaintenance(const char* op, const Env::String& command, const char* sendText,
@@ -307,6 +326,7 @@ private:
     XmlObjAttrTimeout m_Timeout;
     XmlObjAttrMaintenanceMode m_MaintenanceMode;
     XmlObjAttrReboot m_Reboot;
+    XmlObjAttrPowerOffAt m_PowerOffAt;
     SuspendPolicy m_policy;
     int m_nLoginTimeout = 0;
     int m_nReplyTimeout = 0;

@@ -75,8 +75,11 @@ bool Clock::Pause(double seconds) {
     return false;
 }
 
-int LogInWithin(Host& host, int waitSeconds, Clock& clock) {
-    double deadline = clock.Now() + waitSeconds;
+namespace {
+
+// Logs in on the client started last, trying again on new clients until
+// `deadline`; `waitSeconds` is the whole wait, for its message.
+int log_in_before(Host& host, int waitSeconds, double deadline, Clock& clock) {
     Attempt attempt = host.LogIn();
     while (attempt.status != SSH_SUCCESS && WorthAnotherAttempt(attempt)) {
         if (attempt.hostdStarting) KelTrace(TRACE_INFO, "BootWait", kHostdStarting);
@@ -90,6 +93,19 @@ int LogInWithin(Host& host, int waitSeconds, Clock& clock) {
         attempt = host.LogIn();
     }
     return attempt.status;
+}
+
+}  // namespace
+
+int LogInWithin(Host& host, int waitSeconds, Clock& clock) {
+    return log_in_before(host, waitSeconds, clock.Now() + waitSeconds, clock);
+}
+
+int LogInAgainBefore(Host& host, int waitSeconds, double deadline, Clock& clock) {
+    int rc = reach_port(host, waitSeconds, deadline, clock);
+    if (rc == SSH_SUCCESS) rc = host.StartClient();
+    if (rc != SSH_SUCCESS) return rc;
+    return log_in_before(host, waitSeconds, deadline, clock);
 }
 
 }  // namespace BootWait

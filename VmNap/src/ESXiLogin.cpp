@@ -53,6 +53,12 @@ int ESXiServer::Login() {
     return BootWait::LogInWithin(booting, m_nBootWaitSeconds, clock);
 }
 
+int ESXiServer::LogInAgain(double deadline) {
+    BootingHost booting(*this);
+    BootWait::Clock clock;
+    return BootWait::LogInAgainBefore(booting, m_nBootWaitSeconds, deadline, clock);
+}
+
 // Gets through the login dialogue, checks that vim-cmd answers and reads the
 // maintenance state.
 int ESXiServer::LogInOnce() {

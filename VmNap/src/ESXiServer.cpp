@@ -1,5 +1,8 @@
 // The ESXi host object: construction, the SSH client, login and its VM list.
+#include <stdio.h>
+
 #include "ESXiCliParser.h"
+#include "HostBootCheck.h"
 #include "OperationTrace.h"
 #include "SshCommand.h"
 #include "SshServer.h"
@@ -21,6 +24,7 @@ const char* const kIsPoweredOnCatched = "ESXiServer::IsPoweredOn error catched\n
 const char* const kAddChildCatched = "ESXiServer::AddVirtualMachine error catched\n";
 const char* const kAddChild = "add child server, id: %s, name: %s\n";
 const char* const kNotPlainVmId = "vm id to reboot is not a number: %s\n";
+const char* const kNotPlainPowerOffAt = "the moment of the power-off is not a number: %s\n";
 
 // ESXi numbers its VMs; the id goes unquoted into a shell command line.
 bool is_plain_vm_id(const Env::String& id) {
@@ -41,6 +45,7 @@ ESXiServer::ESXiServerStructure::ESXiServerStructure() {
     AddChild("MaintenanceMode",
              new Attr(&ESXiServer::GetMaintenanceModeStr, &ESXiServer::SetMaintenanceModeStr));
     AddChild("Reboot", new Attr(&ESXiServer::GetRebootStr, &ESXiServer::SetRebootStr));
+    AddChild("PowerOffAt", new Attr(&ESXiServer::GetPowerOffAtStr, &ESXiServer::SetPowerOffAtStr));
 }
 
 ESXiServer::ESXiServer() {
@@ -131,7 +136,8 @@ int ESXiServer::AddChild(const Env::String& id, const Env::String& name) {
 }
 
 // Children read from the file borrow the host's session and parser. A file
-// that names a VM to power on by anything but a plain id is not taken.
+// that names a VM to power on by anything but a plain id, or gives the moment
+// of a power-off as anything but digits, is not taken.
 bool ESXiServer::FromXml(const Env::XmlNode* node) {
     bool result = Env::XmlObject::FromXml(node);
     for (Env::XmlObject* item : m_VMs) {
@@ -139,7 +145,21 @@ bool ESXiServer::FromXml(const Env::XmlNode* node) {
         vm->SetSession(m_pSshSession);
         vm->SetParser(m_pParser);
     }
-    return result && MarkedVmsHavePlainIds();
+    return result && MarkedVmsHavePlainIds() && PowerOffAtIsPlain();
+}
+
+bool ESXiServer::PowerOffAtIsPlain() const {
+    long long epoch = 0;
+    Env::String text = m_PowerOffAt.Get();
+    if (text.empty() || HostBootCheck::ParsePowerOffAt(text.c_str(), &epoch)) return true;
+    KelTrace(TRACE_DEBUG, "FromXml", kNotPlainPowerOffAt, text.c_str());
+    return false;
+}
+
+void ESXiServer::RecordPowerOff(long long epoch) {
+    char text[32] = {0};
+    snprintf(text, sizeof(text), "%lld", epoch);
+    m_PowerOffAt.Set(Env::String(text));
 }
 
 bool ESXiServer::MarkedVmsHavePlainIds() const {

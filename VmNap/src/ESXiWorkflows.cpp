@@ -2,6 +2,7 @@
 // suspend and reboot workflows.
 #include <string>
 
+#include "BootWait.h"
 #include "CliParser.h"
 #include "DryRun.h"
 #include "OperationTrace.h"
@@ -55,6 +56,7 @@ const char* const kVmSuspendCall = "pVm->Suspend()";
 const char* const kVmRebootCall = "pVm->Reboot()";
 const char* const kEnterMaintenanceCall = "EnterMaintenance()";
 const char* const kExitMaintenanceCall = "ExitMaintenance()";
+const char* const kBootCheckCall = "CheckBootSincePowerOff()";
 
 // A stop asked for from outside ends a workflow before its next step (the
 // step in flight has finished); what was done so far stays recorded.
@@ -251,15 +253,24 @@ int ESXiServer::Suspend() {
 // reboot_vms: leave maintenance mode and power on every VM still marked by an
 // earlier suspend run, going on past one that does not start. The flag that
 // the tool put the host into maintenance mode is cleared once every VM is back.
+// After a power-off the tool asked for, nothing is touched before the host
+// has been down and booted again; the record of the power-off goes then.
 int ESXiServer::Reboot() {
     const char* op = "Reboot";
     int rc = SSH_SUCCESS;
     try {
+        BootWait::Clock clock;
+        double deadline = clock.Now() + m_nBootWaitSeconds;
         rc = Login();
         if (rc != SSH_SUCCESS) return StepFailed(op, kLoginCall, rc);
         if (m_policy.dryRun) {
             TellRebootPlan(*this);
             return SSH_SUCCESS;
+        }
+        if (PowerOffRecorded()) {
+            rc = CheckBootSincePowerOff(deadline);
+            if (rc != SSH_SUCCESS) return StepFailed(op, kBootCheckCall, rc);
+            ForgetPowerOff();
         }
         if (GetReboot() || AnyVmMarked()) {
             if (stop_before_next_step(op)) return StopRequest::kStatusStopped;

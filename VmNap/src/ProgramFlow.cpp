@@ -1,5 +1,7 @@
 // Program flow: parse the command line, run one mode against one host, and
 // turn the outcome into the exit status.
+#include <time.h>
+
 #include <memory>
 
 #include "EarlierRecord.h"
@@ -64,16 +66,26 @@ int power_off_after(SshSrv::ESXiServer& host, int status) {
 }
 
 // The file is written whatever happened, so that it records what was done,
-// with the marks of an earlier run that still hold.
+// with the marks of an earlier run that still hold. Before a power-off it
+// records the moment it is asked for, so that a resume can tell whether the
+// host has been down since; a host that refuses it leaves no such record.
 int suspend_vms(SshSrv::ESXiServer& host, const Env::String& listfile, bool dryRun, bool powerOff) {
     TakeEarlierRecord(host, listfile);
     int rc = host.Suspend();
     if (dryRun) return rc;
+    bool recorded = powerOff && rc == SSH_SUCCESS && !StopRequest::Requested();
+    if (recorded) host.RecordPowerOff(static_cast<long long>(time(NULL)));
     if (!host.Save(listfile)) {
         KelTrace(TRACE_ERROR, "main", kCantWrite);
         rc = kStatusListFile;
     }
-    return powerOff ? power_off_after(host, rc) : rc;
+    if (!powerOff) return rc;
+    rc = power_off_after(host, rc);
+    if (recorded && rc == SSH_CLI_CMD_FAILED_ERR) {
+        host.ForgetPowerOff();
+        if (!host.Save(listfile)) KelTrace(TRACE_ERROR, "main", kCantWrite);
+    }
+    return rc;
 }
 
 // A list-file path that names something other than a regular file (a FIFO, a

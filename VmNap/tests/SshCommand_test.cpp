@@ -26,7 +26,8 @@ TEST(SshCommand, IdsHaveTheirFixedValues) {
     EXPECT_EQ(10, ESXiCommand::ESX_CMD_EXIT_MAINTENANCE);
     EXPECT_EQ(11, ESXiCommand::ESX_CMD_SHUTDOWN_VM);
     EXPECT_EQ(12, ESXiCommand::ESX_CMD_POWEROFF_HOST);
-    EXPECT_EQ(13, ESXiCommand::ESX_CMD_LAST);
+    EXPECT_EQ(13, ESXiCommand::ESX_CMD_GET_UPTIME);
+    EXPECT_EQ(14, ESXiCommand::ESX_CMD_LAST);
 }
 
 TEST(SshCommand, FixedTexts) {
@@ -45,6 +46,10 @@ TEST(SshCommand, PowerOffOfTheHost) {
     EXPECT_EQ("esxcli system shutdown poweroff -d 10 -r \"VmNap: VMs suspended\"\n",
               GET_ESXI_COMMAND(ESX_CMD_POWEROFF_HOST));
     EXPECT_EQ(10, ESXiCommand::kPowerOffDelaySeconds);
+}
+
+TEST(SshCommand, UptimeOfTheHost) {
+    EXPECT_EQ("esxcli system stats uptime get\n", GET_ESXI_COMMAND(ESX_CMD_GET_UPTIME));
 }
 
 TEST(SshCommand, VmTextsCarryTheId) {

@@ -84,6 +84,15 @@ int MaintenanceModeGet(const StateStore& store, std::ostream& out) {
     return 0;
 }
 
+// Microseconds since the host came on, as a line of digits and nothing else.
+int UptimeGet(const StateStore& store, std::ostream& out) {
+    HostState host;
+    std::string error;
+    if (!store.Read(&host, &error)) return ReportStateError(error);
+    out << UptimeMicroseconds(host, EpochNow()) << "\n";
+    return 0;
+}
+
 bool Is(const std::vector<std::string>& args, const std::vector<std::string>& command) {
     if (args.size() < command.size()) return false;
     for (size_t i = 0; i < command.size(); ++i) {
@@ -113,6 +122,7 @@ int RunEsxcli(const std::vector<std::string>& args, const StateStore& store, std
     }
     if (Is(args, {"system", "shutdown", "poweroff"})) return PowerOff(args, store, out);
     if (Is(args, {"system", "maintenanceMode", "get"}) && args.size() == 3) return MaintenanceModeGet(store, out);
+    if (Is(args, {"system", "stats", "uptime", "get"}) && args.size() == 4) return UptimeGet(store, out);
     if (Is(args, {"system", "shutdown", "reboot"}) || Is(args, {"system", "maintenanceMode", "set"})) {
         return NotSimulated(args);
     }

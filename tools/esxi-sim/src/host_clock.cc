@@ -36,6 +36,13 @@ void ForgetOrphanedOperation(VmState* vm) {
 
 bool HasPassed(double moment, double now) { return moment > 0 && now >= moment; }
 
+// The first of the boot moments that have passed by `now` (one of them has).
+double FirstPassed(double ssh_at, double hostd_at, double now) {
+    if (!HasPassed(ssh_at, now)) return hostd_at;
+    if (!HasPassed(hostd_at, now)) return ssh_at;
+    return ssh_at < hostd_at ? ssh_at : hostd_at;
+}
+
 void ForgetPassed(double* moment, double now) {
     if (HasPassed(*moment, now)) *moment = 0;
 }
@@ -56,7 +63,10 @@ void SettleHost(HostState* host, double now) {
     }
     if (HasPassed(host->poweroff_at, now)) CutPower(host);
     bool booted = HasPassed(host->boot_ssh_at, now) || HasPassed(host->boot_hostd_at, now);
-    if (host->powered_off && booted) host->powered_off = false;
+    if (host->powered_off && booted) {
+        host->powered_off = false;
+        host->booted_at = FirstPassed(host->boot_ssh_at, host->boot_hostd_at, now);
+    }
     ForgetPassed(&host->boot_ssh_at, now);
     ForgetPassed(&host->boot_hostd_at, now);
 }
@@ -72,6 +82,12 @@ void CutPower(HostState* host) {
         vm.SetPower(vm.power == PowerState::kOn ? PowerState::kOff : vm.power);
         vm.operation = VmOperation();
     }
+}
+
+long long UptimeMicroseconds(const HostState& host, double now) {
+    double since = host.booted_at > 0 ? host.booted_at : kLongUpSince;
+    double seconds = now > since ? now - since : 0;
+    return static_cast<long long>(seconds * 1e6);
 }
 
 bool AcceptsLogins(const HostState& host, double now) {

@@ -58,6 +58,7 @@ bool ApplyPowerKey(const std::string& key, const std::string& value, HostState* 
     else if (key == "poweroff_at") *ok = ParseEpoch(value, &host->poweroff_at);
     else if (key == "boot_ssh_at") *ok = ParseEpoch(value, &host->boot_ssh_at);
     else if (key == "boot_hostd_at") *ok = ParseEpoch(value, &host->boot_hostd_at);
+    else if (key == "booted_at") *ok = ParseEpoch(value, &host->booted_at);
     else return false;
     return true;
 }
@@ -114,6 +115,7 @@ void FormatPowerKeys(const HostState& host, std::ostream& out) {
     FormatMoment("poweroff_at", host.poweroff_at, out);
     FormatMoment("boot_ssh_at", host.boot_ssh_at, out);
     FormatMoment("boot_hostd_at", host.boot_hostd_at, out);
+    FormatMoment("booted_at", host.booted_at, out);
 }
 
 }  // namespace

@@ -67,6 +67,7 @@ struct HostState {
     double poweroff_at = 0;                // epoch of a power-off under way (esxcli); 0: none
     double boot_ssh_at = 0;                // epoch until which a booting host refuses logins; 0: none
     double boot_hostd_at = 0;              // epoch until which vim-cmd cannot reach hostd; 0: none
+    double booted_at = 0;                  // epoch the host came back on last; 0: up since kLongUpSince
     std::vector<Datastore> datastores;     // speeds; a datastore not named here has the profile's
     int op_pause_seconds = 0;              // what every suspend and resume takes besides its memory
     long max_in_flight = -1;               // most VM operations under way at once; -1: not recorded

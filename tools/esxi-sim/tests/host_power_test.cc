@@ -98,6 +98,29 @@ TEST(HostPowerTest, ScheduledBootBringsThePoweredOffHostBack) {
     EXPECT_EQ(PowerState::kOff, at_once.vms[0].power);
 }
 
+// The host's uptime counts from the moment it came back on; a host that was never off has been up for years.
+TEST(HostPowerTest, UptimeCountsFromTheFirstBootMomentAfterTheCut) {
+    HostState host = PoweringOffHost();
+    EXPECT_EQ(86400000000LL, UptimeMicroseconds(host, kLongUpSince + 86400)) << "never off: up for long";
+    host.boot_ssh_at = 1030;
+    host.boot_hostd_at = 1040;
+    SettleHost(&host, 1020);
+    EXPECT_EQ(0, host.booted_at) << "still off";
+    SettleHost(&host, 1045);
+    EXPECT_EQ(1030, host.booted_at);
+    EXPECT_EQ(15000000, UptimeMicroseconds(host, 1045));
+    SettleHost(&host, 1050);
+    EXPECT_EQ(1030, host.booted_at) << "hostd's start is not another boot";
+}
+
+TEST(HostPowerTest, BootMomentsOfAHostThatIsOnLeaveItsBootTime) {
+    HostState host;
+    host.booted_at = 500;
+    host.boot_ssh_at = 600;
+    SettleHost(&host, 700);
+    EXPECT_EQ(500, host.booted_at);
+}
+
 TEST(HostPowerTest, BootDueBeforeTheCutDoesNotBringTheHostBack) {
     HostState host = PoweringOffHost();
     host.boot_ssh_at = 990;
@@ -202,6 +225,26 @@ TEST_F(EsxcliTest, MaintenanceModeGetListingsAndUnknownCommands) {
               Run("esxcli", {"system", "uptime", "get"}));
     EXPECT_EQ(1, status_);
     EXPECT_EQ("", Run("esxcli", {"system", "shutdown", "reboot", "-r", "x"})) << "not simulated: standard error";
+    EXPECT_EQ(1, status_);
+}
+
+// A line of digits, microseconds since the host came on (booted_at), as ESXi 5.x to 8.x print it.
+TEST_F(EsxcliTest, StatsUptimeGetPrintsMicrosecondsSinceTheBoot) {
+    double booted = EpochNow() - 42.5;
+    SetHost("booted_at " + std::to_string(booted) + "\n");
+    std::string text = Run("esxcli", {"system", "stats", "uptime", "get"});
+    EXPECT_EQ(0, status_);
+    ASSERT_FALSE(text.empty());
+    EXPECT_EQ('\n', text.back());
+    EXPECT_EQ(std::string::npos, text.substr(0, text.size() - 1).find_first_not_of("0123456789")) << text;
+    long long micros = std::stoll(text);
+    EXPECT_GE(micros, 42000000);
+    EXPECT_LT(micros, 52000000);
+    SetHost("hostname esx01\n");
+    EXPECT_GT(std::stoll(Run("esxcli", {"system", "stats", "uptime", "get"})), 86400LL * 365 * 1000000)
+        << "no booted_at: up for years";
+    EXPECT_EQ("Error: Unknown command or namespace system stats uptime get now\n\n",
+              Run("esxcli", {"system", "stats", "uptime", "get", "now"}));
     EXPECT_EQ(1, status_);
 }
 
