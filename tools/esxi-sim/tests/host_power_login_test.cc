@@ -94,9 +94,9 @@ TEST_F(HostPowerLoginTest, SessionEndsWhenTheHostPowersOffAndItsCommandsAreHungU
     EXPECT_EQ("", shell.Run("esxcli system shutdown poweroff -d 1 -r \"Power cut\""));
     double start = Now();
     EXPECT_EQ(1, shell.process().Wait(kWaitSeconds));
-    EXPECT_LT(Now() - start, 2.5);
+    EXPECT_LT(Now() - start, 6.0);  // its 1 s delay, with room for a loaded machine; never its wait
     EXPECT_EQ("", shell.process().ReadFor(0.1)) << "no prompt, nothing after the cut";
-    for (int i = 0; i < 50 && Alive(suspending); ++i) usleep(20000);
+    for (int i = 0; i < 250 && Alive(suspending); ++i) usleep(20000);
     EXPECT_FALSE(Alive(suspending)) << "the slow suspend was hung up with the session";
 }
 
