@@ -35,7 +35,8 @@ public:
         ESX_CMD_EXIT_MAINTENANCE = 10,
         ESX_CMD_SHUTDOWN_VM = 11,  // the guest's own shutdown, through VMware Tools
         ESX_CMD_POWEROFF_HOST = 12,  // the host itself, once in maintenance mode
-        ESX_CMD_LAST = 13
+        ESX_CMD_LOGOUT = 13,  // ends the shell of an extra session (-parallel)
+        ESX_CMD_LAST = 14
     };
 
     // Seconds between the host's acceptance of the power-off and the power
@@ -70,6 +71,7 @@ public:
     static Env::String GetESX_CMD_EXIT_MAINTENANCE() {
         return "vim-cmd hostsvc/maintenance_mode_exit\n";
     }
+    static Env::String GetESX_CMD_LOGOUT() { return "exit\n"; }
     // Built from the tool's own constants alone: nothing read from the host
     // or a file goes into it.
     static Env::String GetESX_CMD_POWEROFF_HOST() {
