@@ -6,14 +6,18 @@
 // -parallel 1 sends what the tool has always sent.
 #include <gtest/gtest.h>
 
+#include <signal.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <regex>
 #include <string>
 #include <vector>
 
+#include "processes.h"
 #include "real_client_fixture.h"
 #include "shell_log.h"
+#include "sshd_fixture_process.h"
 
 namespace {
 
@@ -40,6 +44,14 @@ std::string EightRunningVms() {
 
 class SeveralVmsAtOnce : public RealClient {
 protected:
+    // The run, its wall time kept as a property of the test (seconds) under `name`.
+    ProgramResult TimedRun(const std::string& name, const std::string& mode, const std::vector<std::string>& extra) {
+        auto start = std::chrono::steady_clock::now();
+        ProgramResult r = Run(mode, extra);
+        std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+        RecordProperty(name, std::to_string(took.count()));
+        return r;
+    }
     std::vector<std::string> ShellLog() const { return esxisim::ReadShellLogCommands(StatePath()); }
     // The most operations the host had under way at once since the count was last set to 0.
     int MaxInFlight() const {
@@ -76,7 +88,7 @@ protected:
 TEST_F(SeveralVmsAtOnce, ThreeSuspendsAtOnceLeaveTheFileOfOneAfterAnother) {
     SetHostInAnyOrder(EightRunningVms());
     const std::string start = HostNow();
-    ProgramResult serial = Run("suspend_vms", {"-parallel", "1"});
+    ProgramResult serial = TimedRun("serial_seconds", "suspend_vms", {"-parallel", "1"});
     ASSERT_EQ(0, serial.exit_status) << Explain(serial);
     const std::string serialList = ListNow();
     EXPECT_EQ(1, MaxInFlight()) << "one after another";
@@ -84,7 +96,7 @@ TEST_F(SeveralVmsAtOnce, ThreeSuspendsAtOnceLeaveTheFileOfOneAfterAnother) {
     SetHost(start);
     ASSERT_EQ(0, unlink(work_.file(kListFile).c_str()));
     ASSERT_EQ(0, unlink(esxisim::ShellLogPath(StatePath()).c_str()));
-    ProgramResult r = Run("suspend_vms", {"-parallel", "3"});
+    ProgramResult r = TimedRun("three_at_once_seconds", "suspend_vms", {"-parallel", "3"});
     ASSERT_EQ(0, r.exit_status) << Explain(r);
     EXPECT_EQ(serialList, ListNow());
     EXPECT_TRUE(EveryVmIs("suspended")) << HostNow();
@@ -103,7 +115,7 @@ TEST_F(SeveralVmsAtOnce, ThreeResumesAtOnceLeaveTheFileOfOneAfterAnother) {
     ResetCount();
     const std::string suspendedHost = HostNow(), suspendedList = ListNow();
 
-    ProgramResult serial = Run("reboot_vms", {"-parallel", "1"});
+    ProgramResult serial = TimedRun("serial_seconds", "reboot_vms", {"-parallel", "1"});
     ASSERT_EQ(0, serial.exit_status) << Explain(serial);
     const std::string serialList = ListNow();
     EXPECT_EQ(1, MaxInFlight()) << "one after another";
@@ -111,7 +123,7 @@ TEST_F(SeveralVmsAtOnce, ThreeResumesAtOnceLeaveTheFileOfOneAfterAnother) {
     SetHost(suspendedHost);
     work_.Write(kListFile, suspendedList);
     size_t before = ShellLog().size();
-    ProgramResult r = Run("reboot_vms", {"-parallel", "3"});
+    ProgramResult r = TimedRun("three_at_once_seconds", "reboot_vms", {"-parallel", "3"});
     ASSERT_EQ(0, r.exit_status) << Explain(r);
     EXPECT_EQ(serialList, ListNow());
     EXPECT_TRUE(EveryVmIs("on")) << HostNow();
@@ -126,19 +138,25 @@ TEST_F(SeveralVmsAtOnce, ThreeResumesAtOnceLeaveTheFileOfOneAfterAnother) {
     }
 }
 
-// VM 2 cannot be suspended: the default policy ends the run with the serial run's status; VM 1, under way
-// meanwhile, finishes and is recorded; no VM after VM 2 is touched.
+// VM 2 cannot be suspended: the default policy ends the run with the serial run's status. VM 1, under way
+// meanwhile, finishes and is recorded, and so does VM 3 when a worker took it before the refusal came;
+// no VM starts after the refusal (the others take 3 s, the refusal comes at once).
 TEST_F(SeveralVmsAtOnce, ARefusalEndsTheRunAsOneAfterAnotherWouldAndStartsNoFurtherVm) {
     std::string host = TimedHost(3);
     for (int i = 1; i <= 6; ++i) host += TimedVm(i, "on", i == 2 ? "passthrough yes\ntools no\n" : "");
     SetHostInAnyOrder(host);
     ProgramResult r = Run("suspend_vms", {"-parallel", "3"});
     EXPECT_EQ(11, r.exit_status) << Explain(r);
-    EXPECT_EQ("power.suspend 1; power.suspend 2; ", PowerCommands()) << Explain(r);
+    EXPECT_EQ(1, Count("vim-cmd vmsvc/power.suspend 1")) << PowerCommands();
+    EXPECT_EQ(1, Count("vim-cmd vmsvc/power.suspend 2")) << PowerCommands();
+    for (int i : {4, 5, 6})
+        EXPECT_EQ(0, Count("vim-cmd vmsvc/power.suspend " + std::to_string(i))) << PowerCommands();
+    bool third = Count("vim-cmd vmsvc/power.suspend 3") == 1;
     EXPECT_EQ(ListFile("false", "false",
                        Row("1", "vm1", "Suspended", "to reboot") + Row("2", "vm2", "Powered on") +
-                           Row("3", "vm3", "Powered on") + Row("4", "vm4", "Powered on") +
-                           Row("5", "vm5", "Powered on") + Row("6", "vm6", "Powered on")),
+                           (third ? Row("3", "vm3", "Suspended", "to reboot") : Row("3", "vm3", "Powered on")) +
+                           Row("4", "vm4", "Powered on") + Row("5", "vm5", "Powered on") +
+                           Row("6", "vm6", "Powered on")),
               ListNow());
     EXPECT_NE(std::string::npos, HostNow().find("maintenance no"));
 }
@@ -165,6 +183,37 @@ TEST_F(SeveralVmsAtOnce, PowerOffTriesEveryVmAndStopsThemAll) {
             << i << "\n" << list;
     EXPECT_NE(std::string::npos, HostNow().find("maintenance yes"));
     EXPECT_GT(MaxInFlight(), 1) << HostNow();
+}
+
+// SIGTERM while three suspends are under way: they finish and are recorded, no further VM starts, every
+// session ends, 17.
+TEST_F(SeveralVmsAtOnce, AStopSignalLetsTheSuspendsUnderWayEndAndStartsNoOther) {
+    std::string host = TimedHost(4);
+    for (int i = 1; i <= 6; ++i) host += TimedVm(i, "on");
+    SetHostInAnyOrder(host);
+    PipedProcess tool;
+    ASSERT_TRUE(StartRun(tool, Command("suspend_vms", {"-parallel", "3"})));
+    bool three = false;
+    for (double waited = 0; waited < 30 && !three; waited += 0.05) {
+        three = PowerCommands() == "power.suspend 1; power.suspend 2; power.suspend 3; ";
+        if (!three) SleepSeconds(0.05);
+    }
+    ASSERT_TRUE(three) << PowerCommands() << "\n" << tool.output();
+    ASSERT_EQ(0, kill(tool.pid(), SIGTERM));
+    EXPECT_EQ(17, tool.Wait(60)) << tool.output();
+    EXPECT_EQ("power.suspend 1; power.suspend 2; power.suspend 3; ", PowerCommands());
+    EXPECT_EQ(ListFile("false", "false",
+                       Row("1", "vm1", "Suspended", "to reboot") + Row("2", "vm2", "Suspended", "to reboot") +
+                           Row("3", "vm3", "Suspended", "to reboot") + Row("4", "vm4", "Powered on") +
+                           Row("5", "vm5", "Powered on") + Row("6", "vm6", "Powered on")),
+              ListNow());
+    EXPECT_EQ(2, Count("exit")) << "the extra sessions log out";
+    bool ended = false;
+    for (double waited = 0; waited < 5 && !ended; waited += 0.1) {
+        ended = sshd_.AccountProcesses().empty();
+        if (!ended) SleepSeconds(0.1);
+    }
+    EXPECT_TRUE(ended) << "a session of the host is still there";
 }
 
 // -parallel 1 is the tool as it always was: the same command lines, in the same order, one session.

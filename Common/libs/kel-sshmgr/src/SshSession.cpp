@@ -140,18 +140,22 @@ SshCodes SshSession::RunSshClient(const char* cszHost, const char* cszUser,
     return StateToSshcode(SSH_INTERNAL_ERR);
 }
 
-// The standard descriptors point at the new pipes until run_ssh_process has
+// The standard descriptors point at the new pipes until start_ssh_process has
 // restored them: no thread may trace, and no other client may start, until
-// then. False when the pipes could not be made.
+// then; the client's first second is given after that. False when the pipes
+// could not be made.
 bool SshSession::StartClient() {
-    TraceHold hold;
-    if (!create_pipes(stdin_def, stdout_def, stderr_def, stdout_r, stdout_w, stdout_e, stdin_r,
-                      stdin_w))
-        return false;
-    m_state = EXEC_STARTING;
-    m_iProcessId = run_ssh_process(stdin_r, stdout_w, stdout_e, stdin_def, stdout_def, stderr_def,
-                                   m_szPath, m_szArgs);
-    if (m_iProcessId == 0) CloseDescriptors();  // a client that did not start leaves them redirected
+    {
+        TraceHold hold;
+        if (!create_pipes(stdin_def, stdout_def, stderr_def, stdout_r, stdout_w, stdout_e,
+                          stdin_r, stdin_w))
+            return false;
+        m_state = EXEC_STARTING;
+        m_iProcessId = start_ssh_process(stdin_r, stdout_w, stdout_e, stdin_def, stdout_def,
+                                         stderr_def, m_szPath, m_szArgs);
+        if (m_iProcessId == 0) CloseDescriptors();  // a client that did not start leaves them redirected
+    }
+    if (m_iProcessId != 0) client_start_pause();
     return true;
 }
 
