@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -214,6 +215,39 @@ TEST_F(SeveralVmsAtOnce, AStopSignalLetsTheSuspendsUnderWayEndAndStartsNoOther) 
         if (!ended) SleepSeconds(0.1);
     }
     EXPECT_TRUE(ended) << "a session of the host is still there";
+}
+
+// One extra client cannot reach the host (it is sent to an address where nothing listens): the run goes on
+// with the host's session and the other extra one, two at a time, and says so in the trace.
+TEST_F(SeveralVmsAtOnce, AnExtraSessionThatCannotLogInMeansOneWorkerFewer) {
+    std::string host = TimedHost(1);
+    for (int i = 1; i <= 6; ++i) host += TimedVm(i, "on");
+    SetHostInAnyOrder(host);
+    const std::string plink = work_.file("plink"), marks = work_.path();
+    const std::string script =
+        "#!/bin/sh\n"
+        "# The host's own client and all others but one reach the host; that one goes where nothing listens.\n"
+        "if mkdir '" + marks + "/plink.first' 2>/dev/null || ! mkdir '" + marks + "/plink.lost' 2>/dev/null; then\n"
+        "    exec /usr/bin/plink \"$@\"\n"
+        "fi\n"
+        "exec /usr/bin/plink \"$1\" \"${2%@*}@127.0.0.9\"\n";
+    ASSERT_EQ(0, unlink(plink.c_str()));
+    ASSERT_TRUE(WriteWholeFile(plink, script));
+    ASSERT_EQ(0, chmod(plink.c_str(), 0755));
+
+    ProgramResult r = Run("suspend_vms", {"-parallel", "3", "-D", "verbose"});
+    ASSERT_EQ(0, r.exit_status) << Explain(r);
+    EXPECT_TRUE(std::regex_search(r.out, std::regex("Warning> Login: session [12]: extra session did not log "
+                                                    "in \\(code \\d+\\): one worker fewer\n")))
+        << r.out;
+    std::string state = HostNow();
+    for (int i = 1; i <= 6; ++i)
+        EXPECT_NE(std::string::npos, state.find("vm " + std::to_string(i) + "\nname vm" + std::to_string(i)))
+            << state;
+    EXPECT_EQ(std::string::npos, state.find("power on\n")) << state;
+    EXPECT_NE(std::string::npos, state.find("maintenance yes"));
+    EXPECT_EQ(2, MaxInFlight()) << state;
+    EXPECT_EQ(1, Count("exit")) << "only the session that logged in logs out";
 }
 
 // -parallel 1 is the tool as it always was: the same command lines, in the same order, one session.
