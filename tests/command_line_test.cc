@@ -42,6 +42,7 @@ const char kHelpText[] =
     "\t[-dryrun]\t\t\t say what the run would do, change nothing\n"
     "\t[-waitminutes N]\t\t keep trying to log in for N min while the host boots, default 0 (one try)\n"
     "\t[-poweroff]\t\t\t suspend_vms: power the host off once every VM is stopped\n"
+    "\t[-parallel K]\t\t\t suspend_vms, reboot_vms: up to K VMs (1 to 16) at once, default 1\n"
     "\n";
 
 ProgramResult RunVmNap(const std::vector<std::string>& args) {

@@ -86,7 +86,7 @@ protected:
         EXPECT_EQ(1u, env.count("VMNAP_HOST"));
         EXPECT_EQ(1u, env.count("VMNAP_USER"));
         EXPECT_EQ(1u, env.count("VMNAP_PASSWORD"));
-        EXPECT_EQ("-onrefusal poweroff -shutdownminutes 3", env["VMNAP_OPTIONS"]);
+        EXPECT_EQ("-onrefusal poweroff -shutdownminutes 3 -parallel 4", env["VMNAP_OPTIONS"]);
         env["VMNAP_HOST"] = "127.0.0.1";
         env["VMNAP_USER"] = sshd_.user();
         env["VMNAP_PASSWORD"] = sshd_.password();

@@ -36,6 +36,7 @@ public:
         ESX_CMD_SHUTDOWN_VM = 11,  // the guest's own shutdown, through VMware Tools
         ESX_CMD_POWEROFF_HOST = 12,  // the host itself, once in maintenance mode
         ESX_CMD_GET_UPTIME = 13,     // microseconds since the host booted (HostBootCheck.h)
+        ESX_CMD_LOGOUT = 14,  // ends the shell of an extra session (-parallel)
         ESX_CMD_LAST = 14
     };
 
@@ -71,6 +72,7 @@ public:
     static Env::String GetESX_CMD_EXIT_MAINTENANCE() {
         return "vim-cmd hostsvc/maintenance_mode_exit\n";
     }
+    static Env::String GetESX_CMD_LOGOUT() { return "exit\n"; }
     // Built from the tool's own constants alone: nothing read from the host
     // or a file goes into it.
     static Env::String GetESX_CMD_POWEROFF_HOST() {

@@ -5,6 +5,7 @@
 
 #include <set>
 #include <string>
+#include <vector>
 
 #include "EnvString.h"
 #include "SuspendPolicy.h"
@@ -19,6 +20,7 @@ class SshSession;
 namespace SshSrv {
 
 class CliParser;
+struct SessionLogin;
 
 // Common base: the borrowed session and parser, a name and a power status.
 class SshServer : public Env::XmlObject {
@@ -225,6 +227,11 @@ public:
     // How long Login() keeps trying while the host boots (BootWait.h); 0: one try.
     void SetBootWait(int seconds) { m_nBootWaitSeconds = seconds; }
 
+    // How many VM operations suspend_vms and reboot_vms run at once, each on
+    // a session of its own (ESXiAtOnce.cpp); 1: one after another on the
+    // host's session.
+    void SetParallel(int operations) { m_nParallel = operations; }
+
     // Starts the client for the host's own address, or for `address`
     // whatever host a list file loaded before names (the file keeps its own).
     int Init() { return Init(GetHost()); }
@@ -312,6 +319,12 @@ private:
     void CarryOverMarks();
     int OrderTheVms(VmOrder* order);
     int StopTheVms(const VmOrder& order, bool* leftRunning);
+    int StopTheVmsAtOnce(const std::vector<VirtualMachineServer*>& running, bool* leftRunning);
+    int RebootTheVms();
+    int RebootTheVmsAtOnce(const std::vector<VirtualMachineServer*>& marked);
+    bool SeveralAtOnce(size_t vms) const { return m_nParallel > 1 && vms > 1; }
+    size_t WorkersFor(size_t vms) const;
+    SessionLogin WorkerLogin() const;
     bool MarkedVmsHavePlainIds() const;
     bool PowerOffAtIsPlain() const;
     void NoteHostdReply(const char* response);
@@ -331,6 +344,7 @@ private:
     int m_nLoginTimeout = 0;
     int m_nReplyTimeout = 0;
     int m_nBootWaitSeconds = 0;
+    int m_nParallel = 1;
     bool m_bHostdStarting = false;
     Env::String m_sClientAddress;
     std::set<std::string> m_earlierMarks;  // ids an earlier run marked "to reboot"

@@ -90,6 +90,9 @@ struct ToolOptions {
     // VM is stopped, the host is in maintenance mode and the list file is saved.
     IntParameter waitminutes{"waitminutes", 0};
     FlagParameter poweroff{"poweroff"};
+    // suspend_vms and reboot_vms: how many VM operations run at once, each on
+    // an SSH session of its own (1: one after another, on one session).
+    IntParameter parallel{"parallel", 1};
 };
 
 // 0 when the options are complete, 1 on any error. Without -pwd (or with an

@@ -52,8 +52,6 @@ const char* const kEnterMaintenanceSendCall =
 const char* const kExitMaintenanceSendCall =
     "m_pSshSession->SendCommand(GET_ESXI_COMMAND(ESX_CMD_EXIT_MAINTENANCE))";
 const char* const kVmUpdateStatusCall = "pVm->UpdateStatus()";
-const char* const kVmSuspendCall = "pVm->Suspend()";
-const char* const kVmRebootCall = "pVm->Reboot()";
 const char* const kEnterMaintenanceCall = "EnterMaintenance()";
 const char* const kExitMaintenanceCall = "ExitMaintenance()";
 const char* const kBootCheckCall = "CheckBootSincePowerOff()";
@@ -198,6 +196,16 @@ int ESXiServer::OrderTheVms(VmOrder* order) {
 // ends the run is traced and returned. `leftRunning` tells whether one still runs.
 int ESXiServer::StopTheVms(const VmOrder& order, bool* leftRunning) {
     *leftRunning = false;
+    std::vector<VirtualMachineServer*> running;
+    for (VirtualMachineServer* vm : order.handled)
+        if (vm->WasPoweredOn()) running.push_back(vm);
+    if (SeveralAtOnce(running.size())) {
+        int rc = StopTheVmsAtOnce(running, leftRunning);
+        if (rc != SSH_SUCCESS) return rc;
+        for (VirtualMachineServer* vm : order.skipped)
+            if (LeaveVmAlone(*vm) == VmFate::kLeftRunning) *leftRunning = true;
+        return SSH_SUCCESS;
+    }
     for (VirtualMachineServer* vm : order.handled) {
         if (stop_before_next_step("Suspend")) return StopRequest::kStatusStopped;
         VmStopResult result = StopVm(*vm, m_policy);
@@ -207,6 +215,17 @@ int ESXiServer::StopTheVms(const VmOrder& order, bool* leftRunning) {
     for (VirtualMachineServer* vm : order.skipped)
         if (LeaveVmAlone(*vm) == VmFate::kLeftRunning) *leftRunning = true;
     return SSH_SUCCESS;
+}
+
+// Powers on every VM still marked, in list order, going on past failures.
+int ESXiServer::RebootTheVms() {
+    std::vector<VirtualMachineServer*> marked;
+    for (Env::XmlObject* item : m_VMs) {
+        VirtualMachineServer* vm = static_cast<VirtualMachineServer*>(item);
+        if (vm->IsMarkedToReboot()) marked.push_back(vm);
+    }
+    if (SeveralAtOnce(marked.size())) return RebootTheVmsAtOnce(marked);
+    return for_every_vm(m_VMs, "Reboot", kVmRebootCall, &SshServer::Reboot);
 }
 
 // suspend_vms: stop the running VMs, mark them and enter maintenance mode. A
@@ -276,7 +295,7 @@ int ESXiServer::Reboot() {
             if (stop_before_next_step(op)) return StopRequest::kStatusStopped;
             rc = ExitMaintenance();
             if (rc != SSH_SUCCESS) return StepFailed(op, kExitMaintenanceCall, rc);
-            rc = for_every_vm(m_VMs, op, kVmRebootCall, &SshServer::Reboot);
+            rc = RebootTheVms();
             if (!AnyVmMarked()) SetReboot(false);
             if (rc != SSH_SUCCESS) return rc;
         }

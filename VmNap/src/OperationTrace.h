@@ -21,6 +21,8 @@ const char* const kUpdateStatusCall = "UpdateStatus()";
 const char* const kLoginCall = "Login()";
 const char* const kGetAllVmsCall = "GetAllVms()";
 const char* const kGetMaintenanceCall = "GetMaintenance()";
+const char* const kVmSuspendCall = "pVm->Suspend()";
+const char* const kVmRebootCall = "pVm->Reboot()";
 
 }  // namespace SshSrv
 

@@ -189,6 +189,7 @@ int run(const ToolOptions& options) {
     host->SetWaitLimits(options.loginseconds.value, options.replyseconds.value);
     host->SetSuspendPolicy(PolicyOf(options));
     host->SetBootWait(options.waitminutes.value * 60);
+    host->SetParallel(options.parallel.value);
     int status = prepare(options, lock, *host);
     if (status == SSH_SUCCESS) status = host->Init(options.host.value);
     if (status == SSH_SUCCESS) status = RunMode(*host, options);

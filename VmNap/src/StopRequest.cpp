@@ -3,16 +3,22 @@
 #include <signal.h>
 #include <string.h>
 
+#include <atomic>
+
 namespace StopRequest {
 
 namespace {
 
 const int kStopSignals[] = {SIGTERM, SIGINT, SIGHUP};
 
-volatile sig_atomic_t g_signal = 0;
+// Read by the workers of a run with several sessions as well: an atomic
+// without a lock, so the handler may set it.
+std::atomic<int> g_signal(0);
+static_assert(std::atomic<int>::is_always_lock_free, "the signal handler needs a lock-free flag");
 
 extern "C" void on_stop_signal(int signal_number) {
-    if (g_signal == 0) g_signal = signal_number;
+    int none = 0;
+    g_signal.compare_exchange_strong(none, signal_number);
 }
 
 }  // namespace

@@ -39,7 +39,11 @@ const char* const kUsageLines[] = {
     "\t[-dryrun]\t\t\t say what the run would do, change nothing",
     "\t[-waitminutes N]\t\t keep trying to log in for N min while the host boots, default 0 (one try)",
     "\t[-poweroff]\t\t\t suspend_vms: power the host off once every VM is stopped",
+    "\t[-parallel K]\t\t\t suspend_vms, reboot_vms: up to K VMs (1 to 16) at once, default 1",
 };
+
+// VM operations at once: each takes an SSH session of the host.
+const int kMaxParallel = 16;
 
 const char* const kMissedValue = "Invalid or missed %s value\n";
 const char* const kMissedMode = "Invalid or missed mode\n";
@@ -218,6 +222,7 @@ int parse_one(ArgCursor& args, ToolOptions& o) {
     if (o.loginseconds.name == arg) return take_seconds(args, o.loginseconds);
     if (o.replyseconds.name == arg) return take_seconds(args, o.replyseconds);
     if (o.waitminutes.name == arg) return take_minutes(args, o.waitminutes);
+    if (o.parallel.name == arg) return take_number(args, o.parallel, 1, kMaxParallel);
     int policy = parse_policy_option(args, arg, o);
     if (policy >= 0) return policy;
     if (strcmp(arg, "help") == 0 || strcmp(arg, "h") == 0) {

@@ -27,6 +27,7 @@ TEST(SshCommand, IdsHaveTheirFixedValues) {
     EXPECT_EQ(11, ESXiCommand::ESX_CMD_SHUTDOWN_VM);
     EXPECT_EQ(12, ESXiCommand::ESX_CMD_POWEROFF_HOST);
     EXPECT_EQ(13, ESXiCommand::ESX_CMD_GET_UPTIME);
+    EXPECT_EQ(14, ESXiCommand::ESX_CMD_LOGOUT);
     EXPECT_EQ(14, ESXiCommand::ESX_CMD_LAST);
 }
 
@@ -39,6 +40,7 @@ TEST(SshCommand, FixedTexts) {
               GET_ESXI_COMMAND(ESX_CMD_ENTER_MAINTENANCE));
     EXPECT_EQ("vim-cmd hostsvc/maintenance_mode_exit\n",
               GET_ESXI_COMMAND(ESX_CMD_EXIT_MAINTENANCE));
+    EXPECT_EQ("exit\n", GET_ESXI_COMMAND(ESX_CMD_LOGOUT));
 }
 
 // The host's power-off: ten seconds' delay and the tool's reason, quoted for the host's shell.

@@ -234,6 +234,26 @@ TEST(ParseArgs, AWaitThatIsNotAWholeNumberOfMinutesIsAnError) {
     EXPECT_EQ("hh:mm:ss: Invalid or missed waitminutes value\n", missing.output);
 }
 
+TEST(ParseArgs, ParallelDefaultsToOneAndTakes1To16) {
+    EXPECT_EQ(1, ToolOptions().parallel.value);
+    EXPECT_EQ("parallel", ToolOptions().parallel.name);
+    Parsed p = Parse({"-host", "h", "-usr", "u", "-pwd", "p", "-mode", "suspend_vms", "-parallel", "4"});
+    EXPECT_EQ(0, p.result);
+    EXPECT_EQ(4, p.options.parallel.value);
+    EXPECT_EQ("", p.output);
+    EXPECT_EQ(1, Parse({"-mode", "reboot_vms", "/parallel", "1"}).options.parallel.value);
+    EXPECT_EQ(16, Parse({"-mode", "reboot_vms", "-parallel", "16"}).options.parallel.value);
+}
+
+TEST(ParseArgs, AParallelCountOutside1To16IsAnError) {
+    for (const char* value : {"0", "17", "-1", "2.5", "4x", "", "-D"}) {
+        Parsed p = Parse({"-host", "h", "-usr", "u", "-pwd", "p", "-mode", "suspend_vms", "-parallel", value});
+        EXPECT_EQ(1, p.result) << value;
+        EXPECT_EQ("hh:mm:ss: Invalid or missed parallel value\n", p.output) << value;
+    }
+    EXPECT_EQ(1, Parse({"-host", "h", "-usr", "u", "-pwd", "p", "-mode", "suspend_vms", "-parallel"}).result);
+}
+
 TEST(ParseArgs, PowerOffIsAFlagWithoutValue) {
     EXPECT_FALSE(ToolOptions().poweroff.value);
     EXPECT_EQ("poweroff", ToolOptions().poweroff.name);

@@ -55,6 +55,14 @@ const char* const kErrGetData = "SshSession::GetData error catched\n";
 const char* const kErrNormalize = "SshSession::NormalizeResponse error catched\n";
 const char* const kErrParser = "SshSession::DefaultParser error catched\n";
 
+// Keeps every other thread's trace lines back while it lives.
+struct TraceHold {
+    TraceHold() { kel_trace_hold(); }
+    ~TraceHold() { kel_trace_release(); }
+    TraceHold(const TraceHold&) = delete;
+    TraceHold& operator=(const TraceHold&) = delete;
+};
+
 }  // namespace
 
 SshSession::SshSession()
@@ -114,15 +122,10 @@ SshCodes SshSession::RunSshClient(const char* cszHost, const char* cszUser,
         m_bHostKeyChanged = false;
         m_sHost = cszHost != NULL ? cszHost : "";
         m_sPassword = cszPassword != NULL ? cszPassword : "";
-        if (!create_pipes(stdin_def, stdout_def, stderr_def, stdout_r, stdout_w, stdout_e,
-                          stdin_r, stdin_w)) {
+        if (!StartClient()) {
             KelTrace(TRACE_DEBUG, "RunSshClient", kMsgCantCreatePipes);
             return SSH_INTERNAL_ERR;
         }
-        m_state = EXEC_STARTING;
-        // Nothing may be traced until run_ssh_process has restored descriptors 0 to 2.
-        m_iProcessId = run_ssh_process(stdin_r, stdout_w, stdout_e, stdin_def, stdout_def,
-                                       stderr_def, m_szPath, m_szArgs);
         if (m_iProcessId == 0) {
             CloseSession();
             KelTrace(TRACE_DEBUG, "RunSshClient", kMsgCantStart);
@@ -135,6 +138,25 @@ SshCodes SshSession::RunSshClient(const char* cszHost, const char* cszUser,
         kel_trace(TRACE_ERROR, kErrRun);
     }
     return StateToSshcode(SSH_INTERNAL_ERR);
+}
+
+// The standard descriptors point at the new pipes until start_ssh_process has
+// restored them: no thread may trace, and no other client may start, until
+// then; the client's first second is given after that. False when the pipes
+// could not be made.
+bool SshSession::StartClient() {
+    {
+        TraceHold hold;
+        if (!create_pipes(stdin_def, stdout_def, stderr_def, stdout_r, stdout_w, stdout_e,
+                          stdin_r, stdin_w))
+            return false;
+        m_state = EXEC_STARTING;
+        m_iProcessId = start_ssh_process(stdin_r, stdout_w, stdout_e, stdin_def, stdout_def,
+                                         stderr_def, m_szPath, m_szArgs);
+        if (m_iProcessId == 0) CloseDescriptors();  // a client that did not start leaves them redirected
+    }
+    if (m_iProcessId != 0) client_start_pause();
+    return true;
 }
 
 SshCodes SshSession::SendCommand(const std::string& sCommand) {

@@ -132,13 +132,23 @@ int open_process_fd(pid_t pid) {
 pid_t run_ssh_process(fd_handle& fd_in, fd_handle& fd_out, fd_handle& fd_err,
                       fd_handle& stdin_def, fd_handle& stdout_def, fd_handle& stderr_def,
                       const char* filepath, const char* args) {
+    pid_t pid = start_ssh_process(fd_in, fd_out, fd_err, stdin_def, stdout_def, stderr_def,
+                                  filepath, args);
+    if (pid != 0) client_start_pause();
+    return pid;
+}
+
+void client_start_pause() { sleep_ms(1000); }
+
+pid_t start_ssh_process(fd_handle& fd_in, fd_handle& fd_out, fd_handle& fd_err,
+                        fd_handle& stdin_def, fd_handle& stdout_def, fd_handle& stderr_def,
+                        const char* filepath, const char* args) {
     char* argv[kMaxArgs];
     memset(argv, 0, sizeof(argv));
     if (filepath == NULL || args == NULL) return 0;
     pid_t pid = fork();
     if (pid < 0) return 0;
     if (pid == 0) exec_child(stdin_def, stdout_def, stderr_def, filepath, args, argv);
-    sleep_ms(1000);
     close_fdhandle(fd_out);
     close_fdhandle(fd_in);
     close_fdhandle(fd_err);

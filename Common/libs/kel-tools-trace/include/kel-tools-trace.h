@@ -32,4 +32,16 @@ int kel_trace(int level, const char* format, ...) __attribute__((format(printf, 
 int KelTrace(int level, const char* name, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 
+// Lines are written whole: threads that trace at once never mix within a
+// line. kel_trace_hold() keeps every other thread's lines back until the
+// matching kel_trace_release() (while a client is started, the standard
+// descriptors briefly point at its pipes); the holding thread itself must
+// not trace in between. Holds nest.
+void kel_trace_hold();
+void kel_trace_release();
+
+// A text written before the message of every line the calling thread writes
+// from now on (a worker names the VM it handles); NULL or "" for none.
+void kel_trace_set_tag(const char* tag);
+
 #endif

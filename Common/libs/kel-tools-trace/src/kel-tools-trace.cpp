@@ -7,9 +7,20 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <mutex>
+#include <string>
+
 namespace {
 
 unsigned int trace_flags = 1;
+
+// Taken around each whole line, and by kel_trace_hold().
+std::recursive_mutex& write_lock() {
+    static std::recursive_mutex lock;
+    return lock;
+}
+
+thread_local std::string thread_tag;
 
 const int kFirstSize = 1024;
 const int kRetrySize = kFirstSize * 4;
@@ -47,19 +58,22 @@ char* format_message(const char* format, va_list args) {
     return buf;
 }
 
-// hh:mm:ss of the local time, cut out of ctime's fixed calendar form.
+// hh:mm:ss of the local time (the reentrant conversion: threads trace at once).
 void time_stamp(char* stamp, size_t size) {
     time_t now = time(NULL);
-    const char* text = ctime(&now);
-    snprintf(stamp, size, "%s", text != NULL ? text + 11 : "");
-    if (size > 8) stamp[8] = '\0';
+    struct tm local;
+    if (localtime_r(&now, &local) == NULL || strftime(stamp, size, "%H:%M:%S", &local) == 0)
+        stamp[0] = '\0';
 }
 
 bool error_to_terminal(int level) {
     return level == TRACE_ERROR && (trace_flags & 1) != 0 && isatty(2);
 }
 
-void write_line(int level, const char* name, const char* message) {
+void write_line(int level, const char* name, const char* untagged) {
+    std::string tagged = thread_tag + untagged;
+    const char* message = tagged.c_str();
+    std::lock_guard<std::recursive_mutex> whole_line(write_lock());
     char stamp[20 + 1] = {0};
     time_stamp(stamp, 20);
     FILE* stream = error_to_terminal(level) ? stderr : stdout;
@@ -121,3 +135,9 @@ int KelTrace(int level, const char* name, const char* format, ...) {
     va_end(args);
     return rc;
 }
+
+void kel_trace_hold() { write_lock().lock(); }
+
+void kel_trace_release() { write_lock().unlock(); }
+
+void kel_trace_set_tag(const char* tag) { thread_tag = tag != NULL ? tag : ""; }

@@ -87,6 +87,7 @@ protected:
     bool m_bHostKeyChanged;   // that client saw a changed host key
 
 private:
+    bool StartClient();
     int ReadRound(ReplyGathering& reply, time_t& tStartTime, SshCodes& retval);
     int DeliverReply(ReplyGathering& reply);
     SshCodes CheckTimeout(time_t tStartTime, SshCodes retval);

@@ -38,11 +38,19 @@ int wait_fdhandle(fd_handle fd_r, int ms);
 // argument vector and fd_in/fd_out/fd_err as its standard descriptors (the
 // client gets no other descriptor, SIGPIPE at its default and the
 // file-creation mask 077; the caller's mask is left alone), sleeps one
-// second, signals or not, then restores the caller's own standard
-// descriptors from the saved copies. Returns the child's pid, 0 on failure.
+// second, signals or not, with the caller's own standard descriptors
+// restored from the saved copies. Returns the child's pid, 0 on failure.
 pid_t run_ssh_process(fd_handle& fd_in, fd_handle& fd_out, fd_handle& fd_err,
                       fd_handle& stdin_def, fd_handle& stdout_def, fd_handle& stderr_def,
                       const char* filepath, const char* args);
+// The same without the second's sleep: the caller's standard descriptors are
+// its own again when it returns, so that the sleep (client_start_pause) may
+// come after whatever kept other threads off them.
+pid_t start_ssh_process(fd_handle& fd_in, fd_handle& fd_out, fd_handle& fd_err,
+                        fd_handle& stdin_def, fd_handle& stdout_def, fd_handle& stderr_def,
+                        const char* filepath, const char* args);
+// The second a new client is given before it is talked to, signals or not.
+void client_start_pause();
 // One non-blocking poll: 1 when the child is gone, 0 (after sleeping one
 // whole second) while it runs.
 int wait_process(pid_t pid);
