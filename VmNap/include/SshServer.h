@@ -239,6 +239,13 @@ public:
     // suspend_vms -poweroff: asks the host, in maintenance mode, to power off
     // (ESXiPowerOff.cpp); 0 when it accepted.
     int PowerOffHost();
+    // suspend_vms -self: the VM the tool runs in still ran after the suspend
+    // and is left to the host (ESXiSelfVm.cpp); LeaveSelfVmToHost() sends the
+    // one detached command that stops it after the session, enters
+    // maintenance mode and, with -poweroff, powers the host off. 0 when the
+    // host started it.
+    bool SelfVmLeftToHost() const { return m_pSelfVm != nullptr; }
+    int LeaveSelfVmToHost();
     int Suspend() override;
     int Reboot() override;
     int IsPoweredOn() override;
@@ -294,6 +301,7 @@ private:
     void CarryOverMarks();
     int OrderTheVms(VmOrder* order);
     int StopTheVms(const VmOrder& order, bool* leftRunning);
+    bool HandOverSelfVm(VirtualMachineServer* self);
     bool MarkedVmsHavePlainIds() const;
     void NoteHostdReply(const char* response);
     int ReadToPrompt(const char* op, const char* first, std::string& text);
@@ -315,6 +323,7 @@ private:
     Env::String m_sClientAddress;
     std::set<std::string> m_earlierMarks;  // ids an earlier run marked "to reboot"
     bool m_bEarlierReboot = false;          // an earlier run put the host into maintenance mode
+    VirtualMachineServer* m_pSelfVm = nullptr;  // -self: the VM left to the host, one of m_VMs
 };
 
 }  // namespace SshSrv
