@@ -42,6 +42,8 @@ const char kHelpText[] =
     "\t[-dryrun]\t\t\t say what the run would do, change nothing\n"
     "\t[-waitminutes N]\t\t keep trying to log in for N min while the host boots, default 0 (one try)\n"
     "\t[-poweroff]\t\t\t suspend_vms: power the host off once every VM is stopped\n"
+    "\t[-self ID|NAME]\t\t suspend_vms: the VM this tool runs in; the host stops it last,\n"
+    "\t\tafter the tool's session, then enters maintenance mode (and powers off with -poweroff)\n"
     "\n";
 
 ProgramResult RunVmNap(const std::vector<std::string>& args) {
