@@ -105,8 +105,9 @@ public:
     // control there, so no job message in the reply), a script that waits until
     // the tool's login shell ($$, its first argument) has gone, suspends the VM,
     // as `fallback` allows shuts its guest down (waiting up to `shutdownSeconds`
-    // when the host took the shutdown in silence) and powers it off, and, once the VM no longer runs, enters maintenance mode
-    // and, with `powerOffHost`, sends the host's power-off line. The line prints
+    // when the host took the shutdown in silence) and powers it off, and, once
+    // the VM no longer runs, enters maintenance mode and, with `powerOffHost`,
+    // sends the host's power-off line. The line prints
     // "vmnap-self PID" only when the host has setsid and started the script.
     // Only the digit id and numbers go into it; any other id gives no command.
     static Env::String GetESX_CMD_STOP_SELF_VM(Env::String const& id, int fallback, int shutdownSeconds,
@@ -140,9 +141,9 @@ private:
         if (fallback == kSelfShutdown || fallback == kSelfPowerOff) {
             std::string poll = std::to_string(kSelfPollSeconds);
             // A shutdown the host accepted prints nothing; anything else (no Tools) is not waited for.
-            s += "if runs && [ -z \"$(vim-cmd vmsvc/power.shutdown " + id + " 2>&1)\" ]; then i=0; while runs && " +
-                 "[ $i -lt " + std::to_string(shutdownSeconds) + " ]; do sleep " + poll + "; i=$((i+" + poll +
-                 ")); done; fi; ";
+            s += "if runs && [ -z \"$(vim-cmd vmsvc/power.shutdown " + id + " 2>&1)\" ]; then i=0; ";
+            s += "while runs && [ $i -lt " + std::to_string(shutdownSeconds) + " ]; do sleep " + poll +
+                 "; i=$((i+" + poll + ")); done; fi; ";
         }
         if (fallback == kSelfPowerOff) s += "if runs; then vim-cmd vmsvc/power.off " + id + "; fi; ";
         s += "if ! runs; then vim-cmd hostsvc/maintenance_mode_enter";

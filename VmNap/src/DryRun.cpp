@@ -23,10 +23,12 @@ const char* const kNotEntered = "not put into maintenance mode: a VM would be le
 const char* const kExit = "leave maintenance mode";
 const char* const kPowerOff = "dry run: host: power off %d s after the list file is saved\n";
 const char* const kNoPowerOff = "not powered off: a VM would be left running";
-const char* const kSelfLeft = "the VM the tool runs in (-self): left to the host after the tool's session, suspend";
+const char* const kSelfLeft =
+    "the VM the tool runs in (-self): left to the host after the tool's session, suspend";
 const char* const kSelfKept = "the VM the tool runs in (-self): keeps running, nothing is left to the host";
 const char* const kSelfNotRunning = "the VM the tool runs in (-self): does not run, nothing to do";
-const char* const kEnterAfterSelf = "enter maintenance mode after the tool's session, once the VM the tool runs in stopped";
+const char* const kEnterAfterSelf =
+    "enter maintenance mode after the tool's session, once the VM the tool runs in stopped";
 const char* const kPowerOffAfterSelf = "dry run: host: then power off %d s after the maintenance mode\n";
 
 void TellVm(const VirtualMachineServer* vm, const std::string& what) {

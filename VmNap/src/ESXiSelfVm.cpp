@@ -19,7 +19,8 @@ namespace {
 // What the list file says of the VM until the host has stopped it.
 const char* const kLeftToHost = "left to the host after the tool's session";
 
-const char* const kSelfNotRunning = "VM %s %s (-self) does not run: nothing is left to the host, a normal run\n";
+const char* const kSelfNotRunning =
+    "VM %s %s (-self) does not run: nothing is left to the host, a normal run\n";
 const char* const kSelfHandedOver =
     "VM %s %s (-self) runs: marked to reboot; the host stops it after this session, then enters maintenance "
     "mode\n";
@@ -66,8 +67,9 @@ int ESXiServer::LeaveSelfVmToHost() {
     if (m_pSelfVm == nullptr) return SSH_INTERNAL_ERR;
     try {
         const VirtualMachineServer& vm = *m_pSelfVm;
-        Env::String command = GET_ESXI_COMMAND(ESX_CMD_STOP_SELF_VM, vm.GetId(), FallbackOf(m_policy.onRefusal),
-                                               m_policy.shutdownSeconds, m_policy.powerOffHost);
+        Env::String command = GET_ESXI_COMMAND(ESX_CMD_STOP_SELF_VM, vm.GetId(),
+                                               FallbackOf(m_policy.onRefusal), m_policy.shutdownSeconds,
+                                               m_policy.powerOffHost);
         char* pResponse = NULL;
         int rc = SendAndReceive(op, command, kSelfSendCall, &pResponse);
         if (rc != SSH_SUCCESS) return rc;
