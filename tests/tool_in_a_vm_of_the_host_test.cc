@@ -177,6 +177,7 @@ TEST_F(ToolInAVmOfTheHost, APassthroughSelfVmWithToolsIsShutDownUnderOnRefusalSh
     SetHostWithSelfVm("passthrough yes\nshutdown_seconds 2\n");
     ProgramResult r = Run("suspend_vms", {"-self", "nut client", "-onrefusal", "shutdown", "-shutdownminutes", "1"});
     ASSERT_EQ(0, r.exit_status) << Explain(r);
+    EXPECT_TRUE(PowerIs("2", esxisim::PowerState::kOn)) << "the tool's session stopped its own VM\n" << HostNow();
     ASSERT_GE(WaitFor([&] { return Settled().in_maintenance; }, 90), 0) << HostNow();
     EXPECT_TRUE(PowerIs("2", esxisim::PowerState::kOff)) << HostNow();
     EXPECT_GE(WaitFor([&] { return AccountIdle(); }, 10), 0);
@@ -244,6 +245,9 @@ TEST_F(ToolInAVmOfTheHost, AMarkedSelfVmThatAlreadyRunsCountsAsBack) {
     SetHostWithSelfVm();
     ProgramResult r = Run("suspend_vms", {"-self", "nut client"});
     ASSERT_EQ(0, r.exit_status) << Explain(r);
+    EXPECT_TRUE(PowerIs("2", esxisim::PowerState::kOn)) << "the tool's session stopped its own VM\n" << HostNow();
+    EXPECT_NE(std::string::npos, ListNow().find(StoppedRow("2", "nut client", "Powered on", "to reboot", kLeftToHost)))
+        << ListNow();
     ASSERT_GE(WaitFor([&] { return Settled().in_maintenance; }, 90), 0) << HostNow();
     ASSERT_GE(WaitFor([&] { return AccountIdle(); }, 10), 0);
     std::string error;
