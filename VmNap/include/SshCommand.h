@@ -110,6 +110,12 @@ public:
     // sends the host's power-off line. The line prints
     // "vmnap-self PID" only when the host has setsid and started the script.
     // Only the digit id and numbers go into it; any other id gives no command.
+    // Why setsid: public scripts detach commands in an ESXi shell with
+    // "nohup vim-cmd ... &" (e.g. the prashanthrajagopal/esxi gem); no public
+    // listing of ESXi's busybox applets showing setsid was found, and Debian's
+    // busybox (the simulated host's shell) has setsid and no nohup. A new
+    // session leaves the terminal's session altogether (nohup only ignores its
+    // hang-up); the line checks for setsid and says whether it started.
     static Env::String GetESX_CMD_STOP_SELF_VM(Env::String const& id, int fallback, int shutdownSeconds,
                                                bool powerOffHost) {
         if (!IsVmId(id) || shutdownSeconds < 0) return Env::String();
