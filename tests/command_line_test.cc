@@ -43,6 +43,8 @@ const char kHelpText[] =
     "\t[-waitminutes N]\t\t keep trying to log in for N min while the host boots, default 0 (one try)\n"
     "\t[-poweroff]\t\t\t suspend_vms: power the host off once every VM is stopped\n"
     "\t[-parallel K]\t\t\t suspend_vms, reboot_vms: up to K VMs (1 to 16) at once, default 1\n"
+    "\t[-self ID|NAME]\t\t suspend_vms: the VM this tool runs in; the host stops it last,\n"
+    "\t\tafter the tool's session, then enters maintenance mode (and powers off with -poweroff)\n"
     "\n";
 
 ProgramResult RunVmNap(const std::vector<std::string>& args) {

@@ -26,6 +26,7 @@ public:
     int ParseGetAllVms(const char* response);
     int ParseShutdownVm(const char* response);
     int ParsePowerOffHost(const char* response);
+    int ParseStopSelfVm(const char* response);
     int ParseGetAllVmsLine(const char* line);
     int ParseGetVmStatusLine(const char* line);
 

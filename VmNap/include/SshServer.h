@@ -262,6 +262,13 @@ public:
     int ReadUptime(unsigned long long* micros);
     // A new client and a login, trying while the host boots, until `deadline`.
     int LogInAgain(double deadline);
+    // suspend_vms -self: the VM the tool runs in still ran after the suspend
+    // and is left to the host (ESXiSelfVm.cpp); LeaveSelfVmToHost() sends the
+    // one detached command that stops it after the session, enters
+    // maintenance mode and, with -poweroff, powers the host off. 0 when the
+    // host started it.
+    bool SelfVmLeftToHost() const { return m_pSelfVm != nullptr; }
+    int LeaveSelfVmToHost();
     int Suspend() override;
     int Reboot() override;
     int IsPoweredOn() override;
@@ -325,6 +332,7 @@ private:
     bool SeveralAtOnce(size_t vms) const { return m_nParallel > 1 && vms > 1; }
     size_t WorkersFor(size_t vms) const;
     SessionLogin WorkerLogin() const;
+    bool HandOverSelfVm(VirtualMachineServer* self);
     bool MarkedVmsHavePlainIds() const;
     bool PowerOffAtIsPlain() const;
     void NoteHostdReply(const char* response);
@@ -349,6 +357,7 @@ private:
     Env::String m_sClientAddress;
     std::set<std::string> m_earlierMarks;  // ids an earlier run marked "to reboot"
     bool m_bEarlierReboot = false;          // an earlier run put the host into maintenance mode
+    VirtualMachineServer* m_pSelfVm = nullptr;  // -self: the VM left to the host, one of m_VMs
 };
 
 }  // namespace SshSrv

@@ -30,21 +30,31 @@ struct SuspendPolicy {
     int shutdownSeconds = 300;       // wait for a guest shutdown
     std::vector<std::string> last;   // ids or whole names handled after all others, in this order
     std::vector<std::string> skip;   // ids or whole names never touched
+    std::string self;                // id or whole name of the VM the tool runs in (-self); empty: none
     bool dryRun = false;             // say what would be done, change nothing
     bool powerOffHost = false;       // power the host off once the suspend is done (-poweroff)
 };
 
-// The VMs in the order a run handles them, and the ones it leaves alone.
+// The VMs in the order a run handles them, the ones it leaves alone, and the
+// VM the tool runs in, which the run never stops itself: the host does, after
+// the tool's session (null without -self, or when -skip names it too).
 struct VmOrder {
     std::vector<VirtualMachineServer*> handled;
     std::vector<VirtualMachineServer*> skipped;
+    VirtualMachineServer* self = nullptr;
 };
 
 // Every VM not named by -last or -skip in list order, then those of -last in
-// their order; the -skip ones apart. False, with the entry in `unmatched`,
-// when an entry names no VM of the host.
+// their order; the -skip ones apart; the -self one apart from both (-skip wins
+// over -self). False, with the entry in `unmatched`, when an entry of -last or
+// -skip names no VM of the host; the -self entry is checked by FindSelfVm.
 bool OrderVms(const std::vector<VirtualMachineServer*>& listed, const SuspendPolicy& policy,
               VmOrder* order, std::string* unmatched);
+
+// How many VMs the -self entry names (by id or whole name): it must be exactly one.
+enum class SelfMatch { kNone, kOne, kSeveral };
+SelfMatch FindSelfVm(const std::vector<VirtualMachineServer*>& listed, const std::string& entry,
+                     VirtualMachineServer** vm);
 
 // Splits "a,b,c" into its entries; empty entries are dropped.
 std::vector<std::string> SplitVmList(const std::string& list);

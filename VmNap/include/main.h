@@ -93,9 +93,13 @@ struct ToolOptions {
     // suspend_vms and reboot_vms: how many VM operations run at once, each on
     // an SSH session of its own (1: one after another, on one session).
     IntParameter parallel{"parallel", 1};
+    // suspend_vms only: the id or whole name of the VM the tool itself runs
+    // in, which the host stops after the tool's session (-self).
+    StringParameter self{"self"};
 };
 
-// 0 when the options are complete, 1 on any error. Without -pwd (or with an
+// 0 when the options are complete, 1 on any error (-self with another mode
+// than suspend_vms is one). Without -pwd (or with an
 // empty one) the password is taken from the environment variable VMNAP_PASSWORD. Ends the process with
 // status 0 when help is asked for.
 int parse_args(int argc, char** argv, ToolOptions& options);

@@ -23,6 +23,13 @@ const char* const kNotEntered = "not put into maintenance mode: a VM would be le
 const char* const kExit = "leave maintenance mode";
 const char* const kPowerOff = "dry run: host: power off %d s after the list file is saved\n";
 const char* const kNoPowerOff = "not powered off: a VM would be left running";
+const char* const kSelfLeft =
+    "the VM the tool runs in (-self): left to the host after the tool's session, suspend";
+const char* const kSelfKept = "the VM the tool runs in (-self): keeps running, nothing is left to the host";
+const char* const kSelfNotRunning = "the VM the tool runs in (-self): does not run, nothing to do";
+const char* const kEnterAfterSelf =
+    "enter maintenance mode after the tool's session, once the VM the tool runs in stopped";
+const char* const kPowerOffAfterSelf = "dry run: host: then power off %d s after the maintenance mode\n";
 
 void TellVm(const VirtualMachineServer* vm, const std::string& what) {
     kel_trace(TRACE_ALWAYS, kVmLine, vm->GetId().c_str(), vm->GetName().c_str(), vm->GetStatus().c_str(),
@@ -40,6 +47,23 @@ std::string Fallback(const SuspendPolicy& policy) {
     }
 }
 
+// What the host's detached command does with the VM the tool runs in when its suspend is refused.
+std::string SelfFallback(const SuspendPolicy& policy) {
+    if (policy.onRefusal == OnRefusal::kShutdown || policy.onRefusal == OnRefusal::kPowerOff)
+        return Fallback(policy);
+    return "; if refused: it keeps running, the host stays out of maintenance mode";
+}
+
+// The VM the tool runs in (-self): true when it would be left to the host.
+bool TellSelf(const VirtualMachineServer* self, const SuspendPolicy& policy, bool inMaintenance,
+              bool leftRunning) {
+    if (self == nullptr) return false;
+    bool left = self->WasPoweredOn() && !inMaintenance && !leftRunning;
+    if (left) TellVm(self, kSelfLeft + SelfFallback(policy));
+    else TellVm(self, self->WasPoweredOn() ? kSelfKept : kSelfNotRunning);
+    return left;
+}
+
 }  // namespace
 
 void TellSuspendPlan(const ESXiServer& host, const VmOrder& order, const SuspendPolicy& policy) {
@@ -55,12 +79,14 @@ void TellSuspendPlan(const ESXiServer& host, const VmOrder& order, const Suspend
         leftRunning = leftRunning || runs;
         TellVm(vm, runs ? kSkipped : (vm->IsMarkedToReboot() ? kStaysMarked : kNothing));
     }
-    kel_trace(TRACE_ALWAYS, kHostLine, inMaintenance ? kAlreadyIn : (leftRunning ? kNotEntered : kEnter));
+    bool selfLeft = TellSelf(order.self, policy, inMaintenance, leftRunning);
+    const char* enter = selfLeft ? kEnterAfterSelf : kEnter;
+    kel_trace(TRACE_ALWAYS, kHostLine, inMaintenance ? kAlreadyIn : (leftRunning ? kNotEntered : enter));
     if (!policy.powerOffHost) return;
     if (leftRunning && !inMaintenance)
         kel_trace(TRACE_ALWAYS, kHostLine, kNoPowerOff);
     else
-        kel_trace(TRACE_ALWAYS, kPowerOff, ESXiCommand::kPowerOffDelaySeconds);
+        kel_trace(TRACE_ALWAYS, selfLeft ? kPowerOffAfterSelf : kPowerOff, ESXiCommand::kPowerOffDelaySeconds);
 }
 
 void TellRebootPlan(const ESXiServer& host) {

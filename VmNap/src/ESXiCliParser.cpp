@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include <string>
+#include <vector>
 
 #include "SshCommand.h"
 #include "SshServer.h"
@@ -37,6 +38,21 @@ const char* const kGetMaintenanceCatched = "ESXiCliParser::ParseGetMaintenance e
 
 bool contains(const char* text, const char* needle) { return strstr(text, needle) != NULL; }
 
+// The lines of a reply that hold text, prompt lines and blank lines left out.
+std::vector<std::string> text_lines(const char* response) {
+    std::vector<std::string> lines;
+    for (const char* line = response; *line != '\0';) {
+        const char* end = strchr(line, '\n');
+        size_t length = end != NULL ? static_cast<size_t>(end - line) : strlen(line);
+        std::string text(line, length);
+        if (text.find_first_not_of(" \t\r") != std::string::npos && !is_prompt_line(text.c_str()))
+            lines.push_back(text);
+        line += length;
+        if (*line == '\n') ++line;
+    }
+    return lines;
+}
+
 // One rule for the three power commands: the prompt as the reply's last line
 // means done, the progress marker alone means the command still runs.
 int parse_power_reply(const char* response, const char* marker) {
@@ -63,6 +79,7 @@ int ESXiCliParser::Parse(const char* response, int command, SshServer* owner) {
         case ESXiCommand::ESX_CMD_GET_ALLVMS: return ParseGetAllVms(response);
         case ESXiCommand::ESX_CMD_SHUTDOWN_VM: return ParseShutdownVm(response);
         case ESXiCommand::ESX_CMD_POWEROFF_HOST: return ParsePowerOffHost(response);
+        case ESXiCommand::ESX_CMD_STOP_SELF_VM: return ParseStopSelfVm(response);
         default: return ParseLines(response);
     }
 }
@@ -132,17 +149,21 @@ int ESXiCliParser::ParseShutdownVm(const char* response) {
 // ("The operation is not allowed in the current state.", a usage text).
 int ESXiCliParser::ParsePowerOffHost(const char* response) {
     if (!ends_with_shell_prompt(response)) return SSH_CLI_CMD_FAILED_ERR;
-    const char* line = response;
-    while (*line != '\0') {
-        const char* end = strchr(line, '\n');
-        size_t length = end != NULL ? static_cast<size_t>(end - line) : strlen(line);
-        std::string text(line, length);
-        if (text.find_first_not_of(" \t\r") != std::string::npos && !is_prompt_line(text.c_str()))
-            return SSH_CLI_CMD_FAILED_ERR;
-        line += length;
-        if (*line == '\n') ++line;
-    }
-    return SSH_SUCCESS;
+    return text_lines(response).empty() ? SSH_SUCCESS : SSH_CLI_CMD_FAILED_ERR;
+}
+
+// The detached command left on the host (-self) answers with one line, its
+// marker and the pid of what it started, and the prompt. Anything else (no
+// setsid, an error, a word more) means nothing was left running there.
+int ESXiCliParser::ParseStopSelfVm(const char* response) {
+    if (!ends_with_shell_prompt(response)) return SSH_CLI_CMD_FAILED_ERR;
+    std::vector<std::string> lines = text_lines(response);
+    if (lines.size() != 1) return SSH_CLI_CMD_FAILED_ERR;
+    std::string marker = std::string(ESXiCommand::kSelfMarker) + " ";
+    std::string line = lines[0];
+    while (!line.empty() && line.back() == '\r') line.pop_back();
+    if (line.compare(0, marker.size(), marker) != 0) return SSH_CLI_CMD_FAILED_ERR;
+    return ESXiCommand::IsVmId(line.substr(marker.size()).c_str()) ? SSH_SUCCESS : SSH_CLI_CMD_FAILED_ERR;
 }
 
 bool ESXiCliParser::SaysHostdIsStarting(const char* response) {

@@ -28,6 +28,8 @@ const int kPromptSilenceMs = 100;
 const char* const kSuspendDone = "suspend finished successfully\n";
 const char* const kRebootDone = "reboot finished successfully\n";
 const char* const kNoSuchVm = "no VM of the host has the id or name '%s' (-last, -skip)\n";
+const char* const kNoSelfVm = "no VM of the host has the id or name '%s' (-self)\n";
+const char* const kSeveralSelfVms = "more than one VM of the host has the id or name '%s' (-self)\n";
 const char* const kLeftRunningNoMaintenance =
     "some VM still runs: the host was not put into maintenance mode\n";
 const char* const kStopBeforeStep = "stop requested, %s ends before its next step\n";
@@ -182,13 +184,22 @@ int ESXiServer::ExitMaintenance() {
 }
 
 // The VMs in the order the policy gives; a -last or -skip entry that names no
-// VM is a command-line error, found before anything changes on the host.
+// VM, or a -self entry that names none or several, is a command-line error,
+// found before anything changes on the host.
 int ESXiServer::OrderTheVms(VmOrder* order) {
     std::vector<VirtualMachineServer*> listed;
     for (Env::XmlObject* item : m_VMs) listed.push_back(static_cast<VirtualMachineServer*>(item));
     std::string unmatched;
-    if (OrderVms(listed, m_policy, order, &unmatched)) return SSH_SUCCESS;
-    KelTrace(TRACE_ERROR, "Suspend", kNoSuchVm, unmatched.c_str());
+    if (!OrderVms(listed, m_policy, order, &unmatched)) {
+        KelTrace(TRACE_ERROR, "Suspend", kNoSuchVm, unmatched.c_str());
+        return SSH_INVALID_PARAM_ERR;
+    }
+    if (m_policy.self.empty()) return SSH_SUCCESS;
+    VirtualMachineServer* self = nullptr;
+    SelfMatch match = FindSelfVm(listed, m_policy.self, &self);
+    if (match == SelfMatch::kOne) return SSH_SUCCESS;
+    KelTrace(TRACE_ERROR, "Suspend", match == SelfMatch::kNone ? kNoSelfVm : kSeveralSelfVms,
+             m_policy.self.c_str());
     return SSH_INVALID_PARAM_ERR;
 }
 
@@ -229,7 +240,9 @@ int ESXiServer::RebootTheVms() {
 }
 
 // suspend_vms: stop the running VMs, mark them and enter maintenance mode. A
-// host already in maintenance mode is left alone.
+// host already in maintenance mode is left alone. With -self, the VM the tool
+// runs in is never stopped here: while it runs, the host enters maintenance
+// mode only after the session, through the command ProgramFlow leaves there.
 int ESXiServer::Suspend() {
     const char* op = "Suspend";
     int rc = SSH_SUCCESS;
@@ -257,6 +270,7 @@ int ESXiServer::Suspend() {
                 return kStatusVmsLeftRunning;
             }
             if (stop_before_next_step(op)) return StopRequest::kStatusStopped;
+            if (HandOverSelfVm(order.self)) return SSH_SUCCESS;
             rc = EnterMaintenance();
             if (rc != SSH_SUCCESS) return StepFailed(op, kEnterMaintenanceCall, rc);
             SetReboot(true);

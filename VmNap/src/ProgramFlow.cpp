@@ -26,6 +26,10 @@ const char* const kBusy = "another run holds the list file %s\n";
 const char* const kStopped = "stopped by signal %d before the next step\n";
 const char* const kNotPoweredOff = "host not powered off: the suspend ended with status %d\n";
 const char* const kPowerOffFailed = "host not powered off: the power-off ended with status %d\n";
+const char* const kSelfNotLeft =
+    "nothing left to the host for the VM the tool runs in (-self): the suspend ended with status %d\n";
+const char* const kSelfFailed =
+    "the VM the tool runs in (-self) keeps running: the host did not take its command (status %d)\n";
 const char* const kInvalidMode = "Invalid tool mode\n";
 const char* const kExecutionError = "\nProgram execution error\n";
 const char* const kExitCode = "\nProgram exited with code %d\n";
@@ -51,36 +55,50 @@ int reboot_vms(SshSrv::ESXiServer& host, const Env::String& listfile, bool dryRu
     return rc;
 }
 
-// -poweroff: the host goes off only after a suspend that stopped every VM and
-// left the host in maintenance mode, with the list file saved, and before a
-// stop was asked for; otherwise one line says why it stays on.
-int power_off_after(SshSrv::ESXiServer& host, int status) {
+// What the host does once the list file is saved, decided here alone. With
+// -poweroff it goes off; with -self and the VM the tool runs in still running,
+// it is left the one detached command that stops that VM after this session,
+// enters maintenance mode and, with -poweroff, powers off. Either only after
+// a suspend that succeeded (every other VM stopped, the host in maintenance
+// mode or left to enter it), with the list file saved, and before a stop was
+// asked for; otherwise one line says why not.
+int after_the_save(SshSrv::ESXiServer& host, int status, bool powerOff, bool self) {
+    if (!powerOff && !self) return status;
     if (status == SSH_SUCCESS && StopRequest::Requested()) status = StopRequest::kStatusStopped;
     if (status != SSH_SUCCESS) {
-        KelTrace(TRACE_ERROR, "main", kNotPoweredOff, status);
+        if (self) KelTrace(TRACE_ERROR, "main", kSelfNotLeft, status);
+        if (powerOff) KelTrace(TRACE_ERROR, "main", kNotPoweredOff, status);
         return status;
     }
+    if (host.SelfVmLeftToHost()) {
+        status = host.LeaveSelfVmToHost();
+        if (status != SSH_SUCCESS) KelTrace(TRACE_ERROR, "main", kSelfFailed, status);
+        return status;
+    }
+    if (!powerOff) return status;
     status = host.PowerOffHost();
     if (status != SSH_SUCCESS) KelTrace(TRACE_ERROR, "main", kPowerOffFailed, status);
     return status;
 }
 
 // The file is written whatever happened, so that it records what was done,
-// with the marks of an earlier run that still hold. Before a power-off it
-// records the moment it is asked for, so that a resume can tell whether the
-// host has been down since; a host that refuses it leaves no such record.
-int suspend_vms(SshSrv::ESXiServer& host, const Env::String& listfile, bool dryRun, bool powerOff) {
+// with the marks of an earlier run that still hold. Before a power-off the
+// tool sends itself it records the moment it is asked for, so that a resume
+// can tell whether the host has been down since; a host that refuses it
+// leaves no such record.
+int suspend_vms(SshSrv::ESXiServer& host, const ToolOptions& options) {
+    const Env::String& listfile = options.listfile.value;
+    bool powerOff = options.poweroff.value;
     TakeEarlierRecord(host, listfile);
     int rc = host.Suspend();
-    if (dryRun) return rc;
-    bool recorded = powerOff && rc == SSH_SUCCESS && !StopRequest::Requested();
+    if (options.dryrun.value) return rc;
+    bool recorded = powerOff && rc == SSH_SUCCESS && !StopRequest::Requested() && !host.SelfVmLeftToHost();
     if (recorded) host.RecordPowerOff(static_cast<long long>(time(NULL)));
     if (!host.Save(listfile)) {
         KelTrace(TRACE_ERROR, "main", kCantWrite);
         rc = kStatusListFile;
     }
-    if (!powerOff) return rc;
-    rc = power_off_after(host, rc);
+    rc = after_the_save(host, rc, powerOff, !options.self.IsEmpty());
     if (recorded && rc == SSH_CLI_CMD_FAILED_ERR) {
         host.ForgetPowerOff();
         if (!host.Save(listfile)) KelTrace(TRACE_ERROR, "main", kCantWrite);
@@ -155,8 +173,7 @@ int RunMode(SshSrv::ESXiServer& host, const ToolOptions& options) {
         case SshSrv::SRV_OP_CHECK_AUTH: return host.Login();
         case SshSrv::SRV_OP_CHECK_SRV_MODE: return check_maintenance(host);
         case SshSrv::SRV_OP_REBOOT: return reboot_vms(host, options.listfile.value, options.dryrun.value);
-        case SshSrv::SRV_OP_SUSPEND:
-            return suspend_vms(host, options.listfile.value, options.dryrun.value, options.poweroff.value);
+        case SshSrv::SRV_OP_SUSPEND: return suspend_vms(host, options);
         default:
             KelTrace(TRACE_ERROR, "main", kInvalidMode);
             return kStatusCommandLine;
@@ -171,6 +188,7 @@ SshSrv::SuspendPolicy PolicyOf(const ToolOptions& options) {
     policy.shutdownSeconds = options.shutdownminutes.value * 60;
     policy.last = options.last.values;
     policy.skip = options.skip.values;
+    policy.self = options.self.value;
     policy.dryRun = options.dryrun.value;
     policy.powerOffHost = options.poweroff.value;
     return policy;

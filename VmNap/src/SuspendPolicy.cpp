@@ -55,16 +55,32 @@ bool OrderVms(const std::vector<VirtualMachineServer*>& listed, const SuspendPol
     if (!unmatched->empty()) return false;
     order->handled.clear();
     order->skipped.clear();
+    order->self = nullptr;
+    VirtualMachineServer* self = nullptr;
+    if (!policy.self.empty() && FindSelfVm(listed, policy.self, &self) == SelfMatch::kOne &&
+        !NamedIn(policy.skip, self))
+        order->self = self;
     for (VirtualMachineServer* vm : listed) {
         if (NamedIn(policy.skip, vm)) order->skipped.push_back(vm);
-        else if (!NamedIn(policy.last, vm)) order->handled.push_back(vm);
+        else if (vm != order->self && !NamedIn(policy.last, vm)) order->handled.push_back(vm);
     }
     for (const std::string& entry : policy.last)
         for (VirtualMachineServer* vm : listed)
-            if (Names(entry, vm) && !NamedIn(policy.skip, vm) &&
+            if (Names(entry, vm) && !NamedIn(policy.skip, vm) && vm != order->self &&
                 std::find(order->handled.begin(), order->handled.end(), vm) == order->handled.end())
                 order->handled.push_back(vm);
     return true;
+}
+
+SelfMatch FindSelfVm(const std::vector<VirtualMachineServer*>& listed, const std::string& entry,
+                     VirtualMachineServer** vm) {
+    size_t found = 0;
+    for (VirtualMachineServer* candidate : listed) {
+        if (!Names(entry, candidate)) continue;
+        if (found++ == 0) *vm = candidate;
+    }
+    if (found == 0) return SelfMatch::kNone;
+    return found == 1 ? SelfMatch::kOne : SelfMatch::kSeveral;
 }
 
 }  // namespace SshSrv

@@ -40,6 +40,8 @@ const char* const kUsageLines[] = {
     "\t[-waitminutes N]\t\t keep trying to log in for N min while the host boots, default 0 (one try)",
     "\t[-poweroff]\t\t\t suspend_vms: power the host off once every VM is stopped",
     "\t[-parallel K]\t\t\t suspend_vms, reboot_vms: up to K VMs (1 to 16) at once, default 1",
+    "\t[-self ID|NAME]\t\t suspend_vms: the VM this tool runs in; the host stops it last,",
+    "\t\tafter the tool's session, then enters maintenance mode (and powers off with -poweroff)",
 };
 
 // VM operations at once: each takes an SSH session of the host.
@@ -52,6 +54,7 @@ const char* const kInvalidTraceMode = "Invalid trace mode argument '%s' - ignori
 const char* const kMissedTimeout = "Invalid or missed new timeout value\n";
 const char* const kInvalidArgument = "Invalid argument '%s', ignore it\n";
 const char* const kArgumentMissed = "Argument missed\n";
+const char* const kSelfOnlySuspend = "-self is for -mode suspend_vms only\n";
 
 // Where the password comes from when the command line has none: keeps it out of
 // the process list and lets it begin with '-' or '/'.
@@ -186,6 +189,17 @@ int take_list(ArgCursor& args, ListParameter& list) {
     return 0;
 }
 
+// One VM id or whole name, not empty.
+int take_vm(ArgCursor& args, StringParameter& vm) {
+    if (!args.NextValue() || args.Current()[0] == '\0') {
+        kel_trace(TRACE_ERROR, kMissedValue, vm.name.c_str());
+        return 1;
+    }
+    vm.value = args.Current();
+    args.Advance();
+    return 0;
+}
+
 int take_flag(ArgCursor& args, FlagParameter& flag) {
     flag.value = true;
     args.Advance();
@@ -200,6 +214,7 @@ int parse_policy_option(ArgCursor& args, const char* arg, ToolOptions& o) {
     if (o.skip.name == arg) return take_list(args, o.skip);
     if (o.dryrun.name == arg) return take_flag(args, o.dryrun);
     if (o.poweroff.name == arg) return take_flag(args, o.poweroff);
+    if (o.self.name == arg) return take_vm(args, o.self);
     return -1;
 }
 
@@ -259,7 +274,11 @@ int parse_args(int argc, char** argv, ToolOptions& options) {
     take_password_from_environment(options.password);
     bool complete = !options.host.IsEmpty() && !options.user.IsEmpty() &&
                     !options.password.IsEmpty() && options.mode.value != 0;
-    if (complete) return 0;
-    kel_trace(TRACE_ERROR, kArgumentMissed);
+    if (!complete) {
+        kel_trace(TRACE_ERROR, kArgumentMissed);
+        return 1;
+    }
+    if (options.self.IsEmpty() || options.mode.value == SshSrv::SRV_OP_SUSPEND) return 0;
+    kel_trace(TRACE_ERROR, kSelfOnlySuspend);
     return 1;
 }

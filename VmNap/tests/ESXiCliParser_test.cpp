@@ -233,6 +233,25 @@ TEST(ESXiCliParserPowerOffHost, OnlyThePromptIsAnAcceptance) {
     EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("Shutting down\r\n", id, nullptr));
 }
 
+// The detached command of -self answers with its marker and a pid, and nothing else.
+TEST(ESXiCliParserSelfVm, OnlyTheMarkerAndAPidAreAnAcceptance) {
+    SshSrv::ESXiCliParser parser;
+    int id = ESXiCommand::ESX_CMD_STOP_SELF_VM;
+    EXPECT_EQ(SSH_SUCCESS, parser.Parse("vmnap-self 4242\r\n~ # ", id, nullptr));
+    EXPECT_EQ(SSH_SUCCESS, parser.Parse("\r\nvmnap-self 1\r\n[root@esx01:~] ", id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("~ # ", id, nullptr));  // no setsid: nothing started
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("vmnap-self \r\n~ # ", id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("vmnap-self $!\r\n~ # ", id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("vmnap-self 12 \r\n~ # ", id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("vmnap-self 12x\r\n~ # ", id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("xvmnap-self 12\r\n~ # ", id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("[1] 12\r\nvmnap-self 12\r\n~ # ", id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR,
+              parser.Parse("sh: setsid: not found\r\nvmnap-self 12\r\n~ # ", id, nullptr));
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("vmnap-self 12\r\n", id, nullptr));  // no prompt
+    EXPECT_EQ(SSH_CLI_CMD_FAILED_ERR, parser.Parse("", id, nullptr));
+}
+
 TEST(ESXiCliParserHostd, TheTextsOfAVimCmdThatCannotReachHostd) {
     using SshSrv::ESXiCliParser;
     EXPECT_TRUE(ESXiCliParser::SaysHostdIsStarting("Connect to localhost failed: Connection failure\r\n~ # "));

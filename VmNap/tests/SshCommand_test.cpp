@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 namespace {
@@ -28,7 +29,8 @@ TEST(SshCommand, IdsHaveTheirFixedValues) {
     EXPECT_EQ(12, ESXiCommand::ESX_CMD_POWEROFF_HOST);
     EXPECT_EQ(13, ESXiCommand::ESX_CMD_GET_UPTIME);
     EXPECT_EQ(14, ESXiCommand::ESX_CMD_LOGOUT);
-    EXPECT_EQ(14, ESXiCommand::ESX_CMD_LAST);
+    EXPECT_EQ(15, ESXiCommand::ESX_CMD_STOP_SELF_VM);
+    EXPECT_EQ(15, ESXiCommand::ESX_CMD_LAST);
 }
 
 TEST(SshCommand, FixedTexts) {
@@ -52,6 +54,42 @@ TEST(SshCommand, PowerOffOfTheHost) {
 
 TEST(SshCommand, UptimeOfTheHost) {
     EXPECT_EQ("esxcli system stats uptime get\n", GET_ESXI_COMMAND(ESX_CMD_GET_UPTIME));
+}
+
+// The detached line of -self, whole, for the default policy: suspend only, then maintenance mode.
+TEST(SshCommand, TheSelfVmLineSuspendsThenEntersMaintenance) {
+    EXPECT_EQ("if command -v setsid >/dev/null; then (setsid sh -c 'runs() { vim-cmd vmsvc/power.getstate 7 | "
+              "grep -q \"Powered on\"; }; i=0; while kill -0 $1 && [ $i -lt 60 ]; do sleep 1; i=$((i+1)); done; "
+              "sleep 2; vim-cmd vmsvc/power.suspend 7; if ! runs; then vim-cmd hostsvc/maintenance_mode_enter; fi' "
+              "vmnap-self $$ </dev/null >/dev/null 2>&1 & echo \"vmnap-self $!\"); fi\n",
+              ESXiCommand::GetESX_CMD_STOP_SELF_VM("7", ESXiCommand::kSelfSuspendOnly, 300, false));
+}
+
+// -onrefusal poweroff -shutdownminutes 2 -poweroff: the guest's shutdown waited for up to 120 s when the
+// host took it in silence, the power-off, and the host's own power-off line, as the tool sends it itself
+// otherwise.
+TEST(SshCommand, TheSelfVmLineWithEveryFallbackAndThePowerOff) {
+    Env::String line = ESXiCommand::GetESX_CMD_STOP_SELF_VM("12", ESXiCommand::kSelfPowerOff, 120, true);
+    EXPECT_NE(std::string::npos,
+              line.find("vim-cmd vmsvc/power.suspend 12; if runs && [ -z \"$(vim-cmd vmsvc/power.shutdown 12 "
+                        "2>&1)\" ]; then i=0; while runs && [ $i -lt 120 ]; do sleep 3; i=$((i+3)); done; fi; "
+                        "if runs; then vim-cmd "
+                        "vmsvc/power.off 12; fi; if ! runs; then vim-cmd hostsvc/maintenance_mode_enter; "
+                        "esxcli system shutdown poweroff -d 10 -r \"VmNap: VMs suspended\"; fi' vmnap-self $$ "))
+        << line;
+    Env::String shutdown = ESXiCommand::GetESX_CMD_STOP_SELF_VM("12", ESXiCommand::kSelfShutdown, 60, false);
+    EXPECT_NE(std::string::npos, shutdown.find("power.shutdown 12 2>&1")) << shutdown;
+    EXPECT_EQ(std::string::npos, shutdown.find("power.off")) << shutdown;
+    EXPECT_EQ(std::string::npos, shutdown.find("esxcli")) << shutdown;
+    // One line, and its script is quoted whole: no quote of its own inside, nothing after the end.
+    EXPECT_EQ(1, std::count(line.begin(), line.end(), '\n'));
+    EXPECT_EQ(2, std::count(line.begin(), line.end(), '\''));
+}
+
+TEST(SshCommand, TheSelfVmLineTakesOnlyADigitId) {
+    for (const char* id : {"", "7;reboot", "`id`", "1 2", "12345678901"})
+        EXPECT_EQ("", ESXiCommand::GetESX_CMD_STOP_SELF_VM(id, ESXiCommand::kSelfPowerOff, 300, true)) << id;
+    EXPECT_EQ("", ESXiCommand::GetESX_CMD_STOP_SELF_VM("7", ESXiCommand::kSelfPowerOff, -1, true));
 }
 
 TEST(SshCommand, VmTextsCarryTheId) {

@@ -75,6 +75,58 @@ TEST_F(OrderTest, AnEntryThatNamesNoVmIsNamed) {
     EXPECT_EQ("9", unmatched);
 }
 
+// The VM the tool runs in is never among the VMs the run stops itself, whatever -last says.
+TEST_F(OrderTest, TheSelfVmIsApartFromTheOthers) {
+    SuspendPolicy policy;
+    policy.self = "ups";
+    policy.last = {"ups", "1"};
+    VmOrder order;
+    std::string unmatched;
+    ASSERT_TRUE(OrderVms(listed_, policy, &order, &unmatched));
+    EXPECT_EQ("2 3 1 ", Ids(order.handled));
+    ASSERT_NE(nullptr, order.self);
+    EXPECT_EQ("4", order.self->GetId());
+    policy.self = "3";  // by id
+    ASSERT_TRUE(OrderVms(listed_, policy, &order, &unmatched));
+    EXPECT_EQ("2 4 1 ", Ids(order.handled));
+    EXPECT_EQ("3", order.self->GetId());
+}
+
+// -skip wins over -self: a VM never touched is not left to the host either.
+TEST_F(OrderTest, SkipWinsOverSelf) {
+    SuspendPolicy policy;
+    policy.self = "db";
+    policy.skip = {"2"};
+    VmOrder order;
+    std::string unmatched;
+    ASSERT_TRUE(OrderVms(listed_, policy, &order, &unmatched));
+    EXPECT_EQ(nullptr, order.self);
+    EXPECT_EQ("1 3 4 ", Ids(order.handled));
+    EXPECT_EQ("2 ", Ids(order.skipped));
+}
+
+// Exactly one VM: by id or whole name; none, a part of a name, or two VMs (an id that is another VM's
+// name) is not one.
+TEST_F(OrderTest, TheSelfEntryNamesExactlyOneVm) {
+    VirtualMachineServer* vm = nullptr;
+    EXPECT_EQ(SshSrv::SelfMatch::kOne, FindSelfVm(listed_, "storage vm", &vm));
+    EXPECT_EQ("3", vm->GetId());
+    EXPECT_EQ(SshSrv::SelfMatch::kOne, FindSelfVm(listed_, "1", &vm));
+    EXPECT_EQ("web", vm->GetName());
+    EXPECT_EQ(SshSrv::SelfMatch::kNone, FindSelfVm(listed_, "storage", &vm));
+    EXPECT_EQ(SshSrv::SelfMatch::kNone, FindSelfVm(listed_, "9", &vm));
+    vms_.emplace_back(new VirtualMachineServer(nullptr, nullptr, "5", "2"));
+    listed_.push_back(vms_.back().get());
+    EXPECT_EQ(SshSrv::SelfMatch::kSeveral, FindSelfVm(listed_, "2", &vm));
+    // Without a single match the run has no self VM to set apart.
+    SuspendPolicy policy;
+    policy.self = "2";
+    VmOrder order;
+    std::string unmatched;
+    ASSERT_TRUE(OrderVms(listed_, policy, &order, &unmatched));
+    EXPECT_EQ(nullptr, order.self);
+}
+
 TEST(OnRefusalWords, TheFourWordsAndNothingElse) {
     OnRefusal policy = OnRefusal::kStop;
     EXPECT_TRUE(ParseOnRefusal("skip", &policy));

@@ -269,6 +269,32 @@ TEST(ParseArgs, PowerOffIsAFlagWithoutValue) {
     EXPECT_TRUE(Parse({"-mode", "suspend_vms", "/poweroff"}).options.poweroff.value);
 }
 
+// -self names the VM the tool runs in, by id or whole name (blanks kept); only for suspend_vms.
+TEST(ParseArgs, SelfTakesOneVmForSuspendVmsOnly) {
+    EXPECT_EQ("self", ToolOptions().self.name);
+    EXPECT_TRUE(ToolOptions().self.IsEmpty());
+    Parsed p = Parse({"-host", "h", "-usr", "u", "-pwd", "p", "-mode", "suspend_vms", "-self", "nut vm"});
+    EXPECT_EQ(0, p.result);
+    EXPECT_EQ("nut vm", p.options.self.value);
+    EXPECT_EQ("", p.output);
+    EXPECT_EQ("12", Parse({"-mode", "suspend_vms", "/self", "12"}).options.self.value);
+    for (const char* mode : {"reboot_vms", "account_check", "check_maintenance_mode"}) {
+        Parsed other = Parse({"-host", "h", "-usr", "u", "-pwd", "p", "-mode", mode, "-self", "12"});
+        EXPECT_EQ(1, other.result) << mode;
+        EXPECT_EQ("hh:mm:ss: -self is for -mode suspend_vms only\n", other.output) << mode;
+    }
+}
+
+TEST(ParseArgs, SelfWithoutAVmIsAnError) {
+    Parsed missing = Parse({"-host", "h", "-usr", "u", "-pwd", "p", "-mode", "suspend_vms", "-self"});
+    Parsed empty = Parse({"-host", "h", "-usr", "u", "-pwd", "p", "-mode", "suspend_vms", "-self", ""});
+    Parsed option = Parse({"-host", "h", "-usr", "u", "-pwd", "p", "-mode", "suspend_vms", "-self", "-poweroff"});
+    for (const Parsed* p : {&missing, &empty, &option}) {
+        EXPECT_EQ(1, p->result);
+        EXPECT_EQ("hh:mm:ss: Invalid or missed self value\n", p->output);
+    }
+}
+
 TEST(ParseArgs, NegativeTimeoutIsRejected) {
     Parsed p = Parse({"-timeoutminutes", "-5"});
     EXPECT_EQ(1, p.result);
