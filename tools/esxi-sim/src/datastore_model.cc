@@ -23,24 +23,50 @@ double DatastoreSpeed(const HostState& host, const std::string& name, OperationK
     return static_cast<double>(kind == OperationKind::kResume ? read : write);
 }
 
+namespace {
+
+bool Moving(const VmOperation& operation) {
+    return operation.transferring && operation.remaining_mb > kTransferDoneMb;
+}
+
+// The first moment before `now` at which a transfer would be done at the shares of the moment; `now` when
+// none would.
+double FirstDone(const HostState& host, const std::vector<double>& shares, double now) {
+    double first = now;
+    for (size_t i = 0; i < host.vms.size(); ++i) {
+        const VmOperation& operation = host.vms[i].operation;
+        if (!Moving(operation) || operation.as_of >= now) continue;
+        first = std::min(first, operation.as_of + operation.remaining_mb / shares[i]);
+    }
+    return first;
+}
+
+}  // namespace
+
 double TransferShare(const HostState& host, const VmState& vm, OperationKind kind) {
     std::string name = VmDatastore(vm);
     int sharing = 1;
     for (const VmState& other : host.vms) {
-        bool same = other.operation.kind == kind && other.operation.transferring && VmDatastore(other) == name;
+        bool same = other.operation.kind == kind && Moving(other.operation) && VmDatastore(other) == name;
         if (same && other.id != vm.id) ++sharing;
     }
     return DatastoreSpeed(host, name, kind) / sharing;
 }
 
+// Steps from one transfer's end to the next, the shares recomputed at each, up to `now`.
 void AdvanceTransfers(HostState* host, double now) {
-    std::vector<double> shares;
-    for (const VmState& vm : host->vms) shares.push_back(TransferShare(*host, vm, vm.operation.kind));
-    for (size_t i = 0; i < host->vms.size(); ++i) {
-        VmOperation& operation = host->vms[i].operation;
-        if (!operation.transferring || now <= operation.as_of) continue;
-        operation.remaining_mb = std::max(0.0, operation.remaining_mb - shares[i] * (now - operation.as_of));
-        operation.as_of = now;
+    for (;;) {
+        std::vector<double> shares;
+        for (const VmState& vm : host->vms) shares.push_back(TransferShare(*host, vm, vm.operation.kind));
+        double until = FirstDone(*host, shares, now);
+        for (size_t i = 0; i < host->vms.size(); ++i) {
+            VmOperation& operation = host->vms[i].operation;
+            if (!operation.transferring || until <= operation.as_of) continue;
+            double left = operation.remaining_mb - shares[i] * (until - operation.as_of);
+            operation.remaining_mb = left > kTransferDoneMb ? left : 0;
+            operation.as_of = until;
+        }
+        if (until >= now) return;
     }
 }
 
