@@ -29,16 +29,37 @@ bool Moving(const VmOperation& operation) {
     return operation.transferring && operation.remaining_mb > kTransferDoneMb;
 }
 
+// When a transfer under way before `now` would be done at `share`.
+bool DoneAt(const VmOperation& operation, double share, double now, double* at) {
+    if (!Moving(operation) || operation.as_of >= now) return false;
+    *at = operation.as_of + operation.remaining_mb / share;
+    return true;
+}
+
 // The first moment before `now` at which a transfer would be done at the shares of the moment; `now` when
 // none would.
 double FirstDone(const HostState& host, const std::vector<double>& shares, double now) {
     double first = now;
     for (size_t i = 0; i < host.vms.size(); ++i) {
-        const VmOperation& operation = host.vms[i].operation;
-        if (!Moving(operation) || operation.as_of >= now) continue;
-        first = std::min(first, operation.as_of + operation.remaining_mb / shares[i]);
+        double at = 0;
+        if (DoneAt(host.vms[i].operation, shares[i], now, &at)) first = std::min(first, at);
     }
     return first;
+}
+
+// Moves `operation` on to `until` at `share`; done when it would be done by then (at least the transfer that
+// `until` was found for, whatever the rounding of a moment so close to its last one).
+void MoveOn(VmOperation* operation, double share, double until, double now) {
+    double at = 0;
+    if (DoneAt(*operation, share, now, &at) && at <= until) {
+        operation->remaining_mb = 0;
+        operation->as_of = std::max(operation->as_of, until);
+        return;
+    }
+    if (!operation->transferring || until <= operation->as_of) return;
+    double left = operation->remaining_mb - share * (until - operation->as_of);
+    operation->remaining_mb = left > kTransferDoneMb ? left : 0;
+    operation->as_of = until;
 }
 
 }  // namespace
@@ -59,13 +80,7 @@ void AdvanceTransfers(HostState* host, double now) {
         std::vector<double> shares;
         for (const VmState& vm : host->vms) shares.push_back(TransferShare(*host, vm, vm.operation.kind));
         double until = FirstDone(*host, shares, now);
-        for (size_t i = 0; i < host->vms.size(); ++i) {
-            VmOperation& operation = host->vms[i].operation;
-            if (!operation.transferring || until <= operation.as_of) continue;
-            double left = operation.remaining_mb - shares[i] * (until - operation.as_of);
-            operation.remaining_mb = left > kTransferDoneMb ? left : 0;
-            operation.as_of = until;
-        }
+        for (size_t i = 0; i < host->vms.size(); ++i) MoveOn(&host->vms[i].operation, shares[i], until, now);
         if (until >= now) return;
     }
 }

@@ -111,6 +111,23 @@ TEST(DatastoreModelTest, TransferThatIsDoneGivesItsShareToTheOthersFromThatMomen
     EXPECT_EQ(0, host.vms[1].operation.remaining_mb);
 }
 
+// At an epoch of today a double resolves about a quarter of a microsecond: a transfer this close to its end
+// is done at a moment that rounds to its last one, and still ends.
+TEST(DatastoreModelTest, TransferDoneSoonerThanTheClockCanTellEndsAndTheOthersMoveOn) {
+    HostState host;
+    host.datastores = {{"ds1", 1000000, 1000000}};
+    host.vms = {VmOn("1", "[ds1] a/a.vmx", OperationKind::kSuspend, true),
+                VmOn("2", "[ds1] b/b.vmx", OperationKind::kSuspend, true)};
+    const double epoch = 1763900000;
+    host.vms[0].operation.remaining_mb = 0.0011;
+    host.vms[0].operation.as_of = epoch;
+    host.vms[1].operation.remaining_mb = 1000000;
+    host.vms[1].operation.as_of = epoch;
+    AdvanceTransfers(&host, epoch + 0.5);
+    EXPECT_EQ(0, host.vms[0].operation.remaining_mb);
+    EXPECT_NEAR(500000, host.vms[1].operation.remaining_mb, 1) << "alone at the whole speed";
+}
+
 TEST(DatastoreModelTest, MaxInFlightIsKeptOnlyWhenTheHostRecordsIt) {
     HostState host;
     RecordInFlight(&host, 3);
