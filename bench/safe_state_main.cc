@@ -23,6 +23,7 @@
 namespace {
 
 const char kNoParallel[] = "tool without -parallel";
+const char kRefusedK[] = "status 1, a usage error, for -parallel ";
 
 struct Options {
     std::vector<int> ks;
@@ -71,7 +72,8 @@ bool RunK(BenchSession* b, int k, int repeat, const Floors& floors) {
                              &fixed_reboot);
     if (outcome == Outcome::kMeasured)
         outcome = Repeat(repeat, [&](CycleSamples* s) { return RunCycle(b, k, s); }, &suspend, &reboot);
-    if (outcome == Outcome::kNoParallel) PrintUnavailableK(k, kNoParallel);
+    // Only a K > 1 the probe let through ends so: the tool knows -parallel but not this K.
+    if (outcome == Outcome::kNoParallel) PrintUnavailableK(k, std::string(kRefusedK) + std::to_string(k));
     if (outcome != Outcome::kMeasured) return outcome == Outcome::kNoParallel;
     PrintRow("suspend_vms", k, suspend, fixed_suspend, floors.suspend);
     PrintRow("reboot_vms", k, reboot, fixed_reboot, floors.resume);

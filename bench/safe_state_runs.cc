@@ -4,6 +4,7 @@
 
 #include "bench_host.h"
 #include "safe_state_host.h"
+#include "shell_log.h"
 #include "state_store.h"
 
 namespace {
@@ -50,11 +51,20 @@ std::string LogName(const std::string& mode, const std::string& what, int k) {
     return mode + "-" + what + "-k" + std::to_string(k) + ".log";
 }
 
+size_t ShellCommands(const BenchSession& b) { return esxisim::ReadShellLogCommands(b.state_path).size(); }
+
+// VmNap with -parallel ended as on a command line it does not take: status 1, and no command reached the
+// host's shell (it never logged in).
+bool RefusedOption(const BenchSession& b, int k, const Measured& run, size_t commands_before) {
+    return k > 1 && run.exit_status == kUsageError && !b.stop.requested() && ShellCommands(b) == commands_before;
+}
+
 // Runs VmNap in `mode` with K at once and checks the host afterwards against `power` and `in_maintenance`.
 Outcome MeasuredRun(BenchSession* b, const std::string& mode, const std::string& what, int k, PowerState power,
                     bool in_maintenance, Sample* sample) {
+    size_t commands_before = ShellCommands(*b);
     Measured run = RunVmNap(b, mode, RunOptions(k), LogName(mode, what, k));
-    if (k > 1 && run.exit_status == kUsageError && !b->stop.requested()) return Outcome::kNoParallel;
+    if (RefusedOption(*b, k, run, commands_before)) return Outcome::kNoParallel;
     HostState host;
     if (!ReadHost(b, &host)) return Outcome::kFailed;
     std::string what_run = "VmNap " + mode + " (" + what + ", K=" + std::to_string(k) + ")";
@@ -120,8 +130,9 @@ Outcome ProbeParallel(BenchSession* b) {
         b->Fail(error);
         return Outcome::kFailed;
     }
+    size_t commands_before = ShellCommands(*b);
     Measured run = RunVmNap(b, "suspend_vms", RunOptions(kProbeVms), "probe-parallel.log");
-    if (run.exit_status == kUsageError && !b->stop.requested()) return Outcome::kNoParallel;
+    if (RefusedOption(*b, kProbeVms, run, commands_before)) return Outcome::kNoParallel;
     HostState host;
     if (!ReadHost(b, &host)) return Outcome::kFailed;
     if (!Checked(b, run, CheckSuspended(b->state_path, kProbeVms), "VmNap suspend_vms -parallel 2 (probe)"))

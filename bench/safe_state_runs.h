@@ -26,14 +26,14 @@ enum class Outcome { kMeasured, kNoParallel, kFailed };
 // "-parallel K" for K > 1; nothing for K = 1, which is the tool's behaviour without the option.
 std::vector<std::string> ParallelOptions(int k);
 
-// Finds out once whether the tool acts on -parallel: a usage error (status 1), or a run of "-parallel 2" on
-// a host of two slow suspends that still does one at a time (a tool that ignores options it does not know),
-// is kNoParallel.
+// Finds out once whether the tool acts on -parallel: a usage error (status 1 before any command reached the
+// host), or a run of "-parallel 2" on a host of two slow suspends that still does one at a time (a tool that
+// ignores options it does not know), is kNoParallel.
 Outcome ProbeParallel(BenchSession* b);
 
 // suspend_vms on the benchmark's host of running VMs, then reboot_vms, both with K at once; each run checked
 // (every VM suspended and the host in maintenance; every VM running and the host out of it). kNoParallel
-// when a run with -parallel ended with status 1 (the tool does not know the option).
+// when a run with -parallel ended with a usage error (status 1, no command sent to the host).
 Outcome RunCycle(BenchSession* b, int k, CycleSamples* samples);
 
 // The same on the host with every VM off: suspend_vms has nothing to suspend, and reboot_vms finds no VM
