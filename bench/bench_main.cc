@@ -15,61 +15,12 @@
 #include <vector>
 
 #include "bench_host.h"
-#include "measured_run.h"
-#include "sshd_fixture.h"
-#include "stop_signals.h"
-#include "temp_dir.h"
+#include "bench_session.h"
 
 namespace {
 
-const char kPlink[] = "/usr/bin/plink";
-const char kHost[] = "127.0.0.1";
-
-struct Bench {
-    std::string vmnap = VMNAP_EXE;
-    StopSignals stop{"VmNap"};  // VmNap and its plink are stopped at once; the rest ends after its run
-    SshdFixture sshd;
-    TempDir work;
-    std::string state_path;
-    std::string failure;   // the first thing that went wrong
-    std::string last_log;  // output of the last run
-
-    bool Fail(const std::string& what) {
-        if (failure.empty()) failure = what;
-        return false;
-    }
-};
-
-bool SetUp(Bench* b) {
-    if (!b->sshd.Start(ESXI_SIM_PATH)) return b->Fail("cannot start sshd: " + b->sshd.error());
-    if (!b->sshd.EnterNamespace()) return b->Fail("cannot enter the namespace: " + b->sshd.error());
-    b->state_path = b->sshd.shell_dir() + "/esxi-sim.state";
-    b->work.Write("password", b->sshd.password());
-    if (symlink(kPlink, b->work.file("plink").c_str()) != 0) return b->Fail("cannot link ./plink");
-    return true;
-}
-
-Measured RunVmNap(Bench* b, const std::string& mode, int vms) {
-    b->last_log = b->work.file(mode + "-" + std::to_string(vms) + ".log");
-    return RunMeasured({b->vmnap, "-host", kHost, "-usr", b->sshd.user(), "-pwd", b->sshd.password(), "-mode",
-                        mode},
-                       b->work.path(), b->sshd.client_home(), b->last_log);
-}
-
-// Wall time of the whole loop; 0 exit status only when every command exited 0.
-Measured RunLoop(Bench* b, const std::vector<std::string>& commands) {
-    Measured loop;
-    loop.exit_status = 0;
-    for (const std::string& command : commands) {
-        if (b->stop.requested()) break;
-        b->last_log = b->work.file("loop.log");
-        Measured one = RunMeasured({kPlink, "-ssh", "-batch", "-pwfile", b->work.file("password"),
-                                    b->sshd.user() + "@" + kHost, command},
-                                   b->work.path(), b->sshd.client_home(), b->last_log);
-        loop.wall_s += one.wall_s;
-        if (one.exit_status != 0) loop.exit_status = one.exit_status;
-    }
-    return loop;
+Measured RunVmNapSize(BenchSession* b, const std::string& mode, int vms) {
+    return RunVmNap(b, mode, {}, mode + "-" + std::to_string(vms) + ".log");
 }
 
 std::vector<std::string> SuspendCommands(int vms) {
@@ -86,13 +37,6 @@ std::vector<std::string> RebootCommands(int vms) {
     return commands;
 }
 
-bool Checked(Bench* b, const Measured& run, const std::string& check, const std::string& what) {
-    if (b->stop.requested()) return b->Fail("stopped by signal " + std::to_string(b->stop.signal()));
-    if (run.exit_status != 0) return b->Fail(what + " exited " + std::to_string(run.exit_status));
-    if (!check.empty()) return b->Fail(what + ": " + check);
-    return true;
-}
-
 void PrintRow(int vms, const std::string& mode, const Measured& tool, const Measured& loop, size_t commands) {
     printf("%4d  %-11s %8.2f %8.2f %6.2f  %9.3f %6.2f%%  %7.2f  %7.2f  %4zu\n", vms, mode.c_str(), tool.wall_s,
            loop.wall_s, tool.wall_s / loop.wall_s, tool.own_cpu_s, 100 * tool.own_cpu_s / tool.wall_s,
@@ -100,12 +44,12 @@ void PrintRow(int vms, const std::string& mode, const Measured& tool, const Meas
     fflush(stdout);
 }
 
-bool RunSize(Bench* b, int vms) {
+bool RunSize(BenchSession* b, int vms) {
     std::string error;
     if (!WriteRunningHost(b->state_path, vms, &error)) return b->Fail(error);
-    Measured suspend = RunVmNap(b, "suspend_vms", vms);
+    Measured suspend = RunVmNapSize(b, "suspend_vms", vms);
     if (!Checked(b, suspend, CheckSuspended(b->state_path, vms), "VmNap suspend_vms")) return false;
-    Measured reboot = RunVmNap(b, "reboot_vms", vms);
+    Measured reboot = RunVmNapSize(b, "reboot_vms", vms);
     if (!Checked(b, reboot, CheckRunning(b->state_path, vms), "VmNap reboot_vms")) return false;
     if (!WriteRunningHost(b->state_path, vms, &error)) return b->Fail(error);
     Measured loop_suspend = RunLoop(b, SuspendCommands(vms));
@@ -116,9 +60,6 @@ bool RunSize(Bench* b, int vms) {
     PrintRow(vms, "reboot_vms", reboot, loop_reboot, RebootCommands(vms).size());
     return true;
 }
-
-// The output of the last run, to show why it failed.
-std::string LastLog(const Bench& b) { return b.last_log.empty() ? "" : ReadFile(b.last_log); }
 
 void PrintHeader() {
     printf("Wall times in seconds; CPU is VmNap's own time on a CPU (its plink not counted), RSS its own peak\n"
@@ -134,20 +75,15 @@ int main(int argc, char** argv) {
         fprintf(stderr, "vmnap-bench: needs root (it creates an account, a network namespace and an sshd)\n");
         return 1;
     }
-    Bench b;
+    BenchSession b;
     std::vector<int> sizes;
     for (int i = 1; i < argc; ++i) {
         if (std::string(argv[i]) == "--vmnap" && i + 1 < argc) b.vmnap = argv[++i];
         else sizes.push_back(std::atoi(argv[i]));
     }
     if (sizes.empty()) sizes = {1, 10, 50};
-    if (!SetUp(&b)) {
+    if (!SetUpSession(&b) || !FirstLogin(&b)) {
         fprintf(stderr, "vmnap-bench: %s\n", b.failure.c_str());
-        return 1;
-    }
-    std::string error;
-    if (!WriteRunningHost(b.state_path, 0, &error) || RunVmNap(&b, "account_check", 0).exit_status != 0) {
-        fprintf(stderr, "vmnap-bench: the first login (which caches the host key) failed\n");
         return 1;
     }
     printf("VmNap: %s\n", b.vmnap.c_str());

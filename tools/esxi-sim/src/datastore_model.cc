@@ -23,24 +23,65 @@ double DatastoreSpeed(const HostState& host, const std::string& name, OperationK
     return static_cast<double>(kind == OperationKind::kResume ? read : write);
 }
 
+namespace {
+
+bool Moving(const VmOperation& operation) {
+    return operation.transferring && operation.remaining_mb > kTransferDoneMb;
+}
+
+// When a transfer under way before `now` would be done at `share`.
+bool DoneAt(const VmOperation& operation, double share, double now, double* at) {
+    if (!Moving(operation) || operation.as_of >= now) return false;
+    *at = operation.as_of + operation.remaining_mb / share;
+    return true;
+}
+
+// The first moment before `now` at which a transfer would be done at the shares of the moment; `now` when
+// none would.
+double FirstDone(const HostState& host, const std::vector<double>& shares, double now) {
+    double first = now;
+    for (size_t i = 0; i < host.vms.size(); ++i) {
+        double at = 0;
+        if (DoneAt(host.vms[i].operation, shares[i], now, &at)) first = std::min(first, at);
+    }
+    return first;
+}
+
+// Moves `operation` on to `until` at `share`; done when it would be done by then (at least the transfer that
+// `until` was found for, whatever the rounding of a moment so close to its last one).
+void MoveOn(VmOperation* operation, double share, double until, double now) {
+    double at = 0;
+    if (DoneAt(*operation, share, now, &at) && at <= until) {
+        operation->remaining_mb = 0;
+        operation->as_of = std::max(operation->as_of, until);
+        return;
+    }
+    if (!operation->transferring || until <= operation->as_of) return;
+    double left = operation->remaining_mb - share * (until - operation->as_of);
+    operation->remaining_mb = left > kTransferDoneMb ? left : 0;
+    operation->as_of = until;
+}
+
+}  // namespace
+
 double TransferShare(const HostState& host, const VmState& vm, OperationKind kind) {
     std::string name = VmDatastore(vm);
     int sharing = 1;
     for (const VmState& other : host.vms) {
-        bool same = other.operation.kind == kind && other.operation.transferring && VmDatastore(other) == name;
+        bool same = other.operation.kind == kind && Moving(other.operation) && VmDatastore(other) == name;
         if (same && other.id != vm.id) ++sharing;
     }
     return DatastoreSpeed(host, name, kind) / sharing;
 }
 
+// Steps from one transfer's end to the next, the shares recomputed at each, up to `now`.
 void AdvanceTransfers(HostState* host, double now) {
-    std::vector<double> shares;
-    for (const VmState& vm : host->vms) shares.push_back(TransferShare(*host, vm, vm.operation.kind));
-    for (size_t i = 0; i < host->vms.size(); ++i) {
-        VmOperation& operation = host->vms[i].operation;
-        if (!operation.transferring || now <= operation.as_of) continue;
-        operation.remaining_mb = std::max(0.0, operation.remaining_mb - shares[i] * (now - operation.as_of));
-        operation.as_of = now;
+    for (;;) {
+        std::vector<double> shares;
+        for (const VmState& vm : host->vms) shares.push_back(TransferShare(*host, vm, vm.operation.kind));
+        double until = FirstDone(*host, shares, now);
+        for (size_t i = 0; i < host->vms.size(); ++i) MoveOn(&host->vms[i].operation, shares[i], until, now);
+        if (until >= now) return;
     }
 }
 

@@ -19,13 +19,19 @@ std::string VmDatastore(const VmState& vm);
 // "datastore" key for it, else the profile's.
 double DatastoreSpeed(const HostState& host, const std::string& name, OperationKind kind);
 
+// What a transfer keeps of its memory once it is done: less than this is nothing.
+const double kTransferDoneMb = 0.001;
+
 // What `vm`'s transfer gets of its datastore's speed now, in MB/s: the speed divided by the number of
-// transfers of the same kind on that datastore (`vm` counted, whether it is among them yet or not).
+// transfers of the same kind on that datastore that still have memory to move (`vm` counted, whether it is
+// among them yet or not). A transfer that is done, though its process has not yet ended it, takes no share.
 double TransferShare(const HostState& host, const VmState& vm, OperationKind kind);
 
-// Moves every transfer under way on to `now`: the memory moved since its last moment at its share, which has
-// not changed since, for every change of who transfers comes after a call of this (StateStore reads call it,
-// through host_clock.h). A transfer's share never counts what the datastore gave another meanwhile.
+// Moves every transfer under way on to `now`: the memory moved since its last moment at its share. Every
+// other change of who transfers comes after a call of this (StateStore reads call it, through host_clock.h);
+// a transfer that is done meanwhile gives its share to the others from the moment it is done, so that a
+// datastore never idles while a transfer on it still has memory to move. A transfer's share never counts
+// what the datastore gave another before that transfer's last moment.
 void AdvanceTransfers(HostState* host, double now);
 
 // The VMs with an operation under way.

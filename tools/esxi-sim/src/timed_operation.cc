@@ -14,7 +14,6 @@ namespace esxisim {
 namespace {
 
 const double kTickSeconds = 0.1;
-const double kDoneMb = 0.001;  // what the state file keeps of a transfer's remainder
 const int kEnded = 1;
 
 double Monotonic() {
@@ -68,7 +67,7 @@ struct TransferStep {
             operation.remaining_mb = static_cast<double>(plan.memory_mb);
             operation.as_of = EpochNow();
         }
-        done = operation.remaining_mb <= kDoneMb;
+        done = operation.remaining_mb <= kTransferDoneMb;
         if (done) return EndOperation(vm, plan.kind);
         wait_seconds = std::min(kTickSeconds, operation.remaining_mb / TransferShare(*host, *vm, plan.kind));
     }

@@ -18,6 +18,7 @@ VmState VmOn(const std::string& id, const std::string& file, OperationKind kind 
     vm.operation.kind = kind;
     vm.operation.pid = 1;
     vm.operation.transferring = transferring;
+    vm.operation.remaining_mb = transferring ? 100 : 0;  // a transfer under way has memory left to move
     return vm;
 }
 
@@ -81,6 +82,50 @@ TEST(DatastoreModelTest, TransfersMoveOnAtTheirSharesSinceTheirLastMoment) {
     EXPECT_DOUBLE_EQ(host.vms[0].operation.remaining_mb, stepwise.vms[0].operation.remaining_mb);
     AdvanceTransfers(&host, 110);
     EXPECT_EQ(0, host.vms[1].operation.remaining_mb) << "never below nothing";
+}
+
+// 300 MB/s shared by two writers from 100 s on: the first is done at 101 s (150 MB at 150 MB/s), and from
+// then on the second has the whole speed, though no process has ended the first yet.
+TEST(DatastoreModelTest, TransferThatIsDoneGivesItsShareToTheOthersFromThatMoment) {
+    HostState host;
+    host.datastores = {{"ds1", 300, 600}};
+    host.vms = {VmOn("1", "[ds1] a/a.vmx", OperationKind::kSuspend, true),
+                VmOn("2", "[ds1] b/b.vmx", OperationKind::kSuspend, true)};
+    host.vms[0].operation.remaining_mb = 150;
+    host.vms[0].operation.as_of = 100;
+    host.vms[1].operation.remaining_mb = 600;
+    host.vms[1].operation.as_of = 100;
+    HostState stepwise = host;
+    AdvanceTransfers(&host, 102);
+    EXPECT_EQ(0, host.vms[0].operation.remaining_mb);
+    EXPECT_TRUE(host.vms[0].operation.transferring) << "its process ends it";
+    EXPECT_DOUBLE_EQ(600 - 150 - 300, host.vms[1].operation.remaining_mb);
+    EXPECT_EQ(300, TransferShare(host, host.vms[1], OperationKind::kSuspend)) << "the done one takes no share";
+    EXPECT_EQ(150, TransferShare(host, VmOn("3", "[ds1] c/c.vmx"), OperationKind::kSuspend))
+        << "a third that starts now shares with the second alone";
+    for (double now = 100.3; now < 102; now += 0.3) AdvanceTransfers(&stepwise, now);
+    AdvanceTransfers(&stepwise, 102);
+    EXPECT_NEAR(host.vms[1].operation.remaining_mb, stepwise.vms[1].operation.remaining_mb, 1e-9)
+        << "the same in steps across the moment the first is done";
+    AdvanceTransfers(&host, 103);
+    EXPECT_EQ(0, host.vms[1].operation.remaining_mb);
+}
+
+// At an epoch of today a double resolves about a quarter of a microsecond: a transfer this close to its end
+// is done at a moment that rounds to its last one, and still ends.
+TEST(DatastoreModelTest, TransferDoneSoonerThanTheClockCanTellEndsAndTheOthersMoveOn) {
+    HostState host;
+    host.datastores = {{"ds1", 1000000, 1000000}};
+    host.vms = {VmOn("1", "[ds1] a/a.vmx", OperationKind::kSuspend, true),
+                VmOn("2", "[ds1] b/b.vmx", OperationKind::kSuspend, true)};
+    const double epoch = 1763900000;
+    host.vms[0].operation.remaining_mb = 0.0011;
+    host.vms[0].operation.as_of = epoch;
+    host.vms[1].operation.remaining_mb = 1000000;
+    host.vms[1].operation.as_of = epoch;
+    AdvanceTransfers(&host, epoch + 0.5);
+    EXPECT_EQ(0, host.vms[0].operation.remaining_mb);
+    EXPECT_NEAR(500000, host.vms[1].operation.remaining_mb, 1) << "alone at the whole speed";
 }
 
 TEST(DatastoreModelTest, MaxInFlightIsKeptOnlyWhenTheHostRecordsIt) {
