@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <time.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <string>
@@ -21,7 +22,8 @@
 
 namespace {
 
-const char kDetachedStart[] = "if command -v setsid >/dev/null; then (setsid sh -c '";
+const char kDetachedStart[] =
+    "vmnap_detach=$(command -v setsid || command -v nohup); if [ -n \"$vmnap_detach\" ]; then (\"$vmnap_detach\" sh -c '";
 const char kLeftToHost[] = "left to the host after the tool's session";
 const int kPowerOffDelaySeconds = 10;  // the tool's -d
 
@@ -156,6 +158,23 @@ TEST_F(ToolInAVmOfTheHost, TheHostStopsTheToolsVmLastThenEntersMaintenanceAndPow
     EXPECT_TRUE(PowerIs("4", esxisim::PowerState::kOff)) << HostNow();
     EXPECT_FALSE(Settled().in_maintenance);
     EXPECT_EQ(std::string::npos, ListNow().find("to reboot")) << ListNow();
+}
+
+// A host whose busybox has nohup and no setsid (as public scripts for the ESXi shell assume): the command
+// is detached with nohup, outlives the session all the same, and the host suspends the tool's VM and
+// enters maintenance mode.
+TEST_F(ToolInAVmOfTheHost, OnAHostWithNohupInPlaceOfSetsidTheCommandIsDetachedWithNohup) {
+    std::string bin = sshd_.shell_path() + ".d/bin/";
+    ASSERT_EQ(0, unlink((bin + "setsid").c_str()));
+    ASSERT_EQ(0, symlink("/usr/bin/nohup", (bin + "nohup").c_str()));
+    SetHostWithSelfVm();
+    ProgramResult r = Run("suspend_vms", {"-self", "nut client"});
+    ASSERT_EQ(0, r.exit_status) << Explain(r);
+    EXPECT_TRUE(PowerIs("2", esxisim::PowerState::kOn)) << HostNow();
+    EXPECT_EQ(1u, DetachedLines());
+    ASSERT_GE(WaitFor([&] { return PowerIs("2", esxisim::PowerState::kSuspended); }, 90), 0) << HostNow();
+    ASSERT_GE(WaitFor([&] { return Settled().in_maintenance; }, 30), 0) << HostNow();
+    EXPECT_TRUE(WaitFor([&] { return AccountIdle(); }, 10) >= 0);
 }
 
 // The tool's VM cannot be suspended (passthrough) and has no Tools: the host powers it off, then enters

@@ -98,6 +98,11 @@ public:
     // The first word of the detached command's one line of reply: the word and
     // the pid of the process the host started, nothing else.
     static constexpr const char* kSelfMarker = "vmnap-self";
+    // How the detached command's line starts: the first of setsid and nohup
+    // that the host has, then the script, quoted whole.
+    static constexpr const char* kSelfDetachStart =
+        "vmnap_detach=$(command -v setsid || command -v nohup); "
+        "if [ -n \"$vmnap_detach\" ]; then (\"$vmnap_detach\" sh -c '";
     // How long the detached command waits at most for the tool's login shell to
     // go, then a little more for the tool to exit before its VM stops.
     static constexpr int kSelfWaitSeconds = 60;
@@ -113,18 +118,18 @@ public:
     // when the host took the shutdown in silence) and powers it off, and, once
     // the VM no longer runs, enters maintenance mode and, with `powerOffHost`,
     // sends the host's power-off line. The line prints
-    // "vmnap-self PID" only when the host has setsid and started the script.
+    // "vmnap-self PID" only when the host has a way to detach it and started it.
     // Only the digit id and numbers go into it; any other id gives no command.
-    // Why setsid: public scripts detach commands in an ESXi shell with
-    // "nohup vim-cmd ... &" (e.g. the prashanthrajagopal/esxi gem); no public
+    // How it is detached: with setsid when the host has it (a session of its
+    // own, out of the terminal's altogether), else with nohup (the hang-up of
+    // the terminal is ignored), which public scripts for the ESXi shell use
+    // ("nohup vim-cmd ... &", e.g. the prashanthrajagopal/esxi gem); no public
     // listing of ESXi's busybox applets showing setsid was found, and Debian's
-    // busybox (the simulated host's shell) has setsid and no nohup. A new
-    // session leaves the terminal's session altogether (nohup only ignores its
-    // hang-up); the line checks for setsid and says whether it started.
+    // busybox (the simulated host's shell) has setsid and no nohup.
     static Env::String GetESX_CMD_STOP_SELF_VM(Env::String const& id, int fallback, int shutdownSeconds,
                                                bool powerOffHost) {
         if (!IsVmId(id) || shutdownSeconds < 0) return Env::String();
-        std::string line = "if command -v setsid >/dev/null; then (setsid sh -c '";
+        std::string line = kSelfDetachStart;
         line += SelfScript(id, fallback, shutdownSeconds, powerOffHost);
         line += std::string("' ") + kSelfMarker + " $$ </dev/null >/dev/null 2>&1 & echo \"" + kSelfMarker +
                 " $!\"); fi\n";

@@ -58,7 +58,8 @@ TEST(SshCommand, UptimeOfTheHost) {
 
 // The detached line of -self, whole, for the default policy: suspend only, then maintenance mode.
 TEST(SshCommand, TheSelfVmLineSuspendsThenEntersMaintenance) {
-    EXPECT_EQ("if command -v setsid >/dev/null; then (setsid sh -c 'runs() { vim-cmd vmsvc/power.getstate 7 | "
+    EXPECT_EQ("vmnap_detach=$(command -v setsid || command -v nohup); "
+              "if [ -n \"$vmnap_detach\" ]; then (\"$vmnap_detach\" sh -c 'runs() { vim-cmd vmsvc/power.getstate 7 | "
               "grep -q \"Powered on\"; }; i=0; while kill -0 $1 && [ $i -lt 60 ]; do sleep 1; i=$((i+1)); done; "
               "sleep 2; vim-cmd vmsvc/power.suspend 7; if ! runs; then vim-cmd hostsvc/maintenance_mode_enter; fi' "
               "vmnap-self $$ </dev/null >/dev/null 2>&1 & echo \"vmnap-self $!\"); fi\n",
