@@ -2,8 +2,9 @@
 // contrib/nut script: on battery past the delay the script suspends the host with -onrefusal poweroff
 // -poweroff from its host file, the simulated host powers itself off 10 s later, the mains come back and
 // the test boots the host as the power's return would; the script's resume (with -waitminutes) brings
-// every VM back as it was before the cut. The second test brings the mains back while the host is still
-// in its power-off's delay: the resume must wait for the host to go down and come back.
+// every VM back as it was before the cut. A second test runs the same cycle with the tool in a VM of the
+// host (-self). The last brings the mains back while the host is still in its power-off's delay: the resume
+// must wait for the host to go down and come back.
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -200,8 +201,43 @@ TEST_F(NutPowerCut, TheWholeCycleBringsEveryVmBackAsItWas) {
     EXPECT_GE(ShellLogCount(kUptimeLine), 1u);
 }
 
-// (A variant with the tool inside a VM of the host goes here as one more TEST_F: StartNut with its option,
-// then the same phases.)
+// The tool runs in a VM of the host (-self, by id: the host file's options are split at blanks): the
+// script's suspend stops every other VM and leaves that one to the host, which suspends it once the
+// tool's session has ended, enters maintenance mode and powers off. After the boot the resume brings
+// every VM back, the tool's own too (on a real site the host's autostart starts it and its NUT client
+// runs the resume; here the client runs beside the host).
+TEST_F(NutPowerCut, TheToolsOwnVmIsStoppedLastByTheHostAndComesBackWithTheOthers) {
+    std::string error;
+    ASSERT_TRUE(hosts_.Set(0, HostBefore() + Vm("5", "nutclient", "on"), &error)) << error;
+    StartNut(std::string("-self 5 ") + kHostOptions);
+    ASSERT_TRUE(nut_.SetStatus("OB"));
+    ASSERT_TRUE(LogShows("esx01: suspend_vms exit status", kDelaySeconds + kNoticeSeconds + kSuspendSeconds))
+        << Explain();
+    ASSERT_NE(std::string::npos, Log().find("esx01: suspend_vms exit status 0 (success)")) << Explain();
+    suspended_ = Clock::now();
+    std::string list = state_.Read("esx01.xml");
+    EXPECT_EQ(3u, CountOf(list, "rebootstatus=\"to reboot\"")) << list;
+    EXPECT_EQ(0u, ShellLogCount(kPowerOffLine)) << "the tool's session powered the host off itself";
+    // The host: the tool's VM suspended after the session, maintenance mode, then its power-off's delay.
+    Clock::time_point until = suspended_ + std::chrono::seconds(kPowerOffDelaySeconds + 40);
+    while (!Settled().powered_off && Clock::now() < until) SleepSeconds(0.2);
+    ASSERT_TRUE(Settled().powered_off) << Explain();
+    RecordProperty("power_off_after_suspend_seconds", std::to_string(Since(suspended_)));
+    esxisim::HostState off = Settled();
+    EXPECT_TRUE(off.in_maintenance);
+    const esxisim::VmState* self = off.FindVm("5");
+    ASSERT_NE(nullptr, self);
+    EXPECT_EQ(esxisim::PowerState::kSuspended, self->power) << Explain();
+
+    Clock::time_point mains_back = Clock::now();
+    ASSERT_TRUE(nut_.SetStatus("OL"));
+    Boot(20);
+    ExpectEveryVmBack(mains_back);
+    esxisim::HostState resumed = Settled();
+    const esxisim::VmState* back = resumed.FindVm("5");
+    ASSERT_NE(nullptr, back);
+    EXPECT_EQ(esxisim::PowerState::kOn, back->power) << Explain();
+}
 
 // The mains come back during the power-off's delay: the resume starts while the host is still up in
 // maintenance mode, waits without touching it, follows it down, and resumes once a UPS that cycles its

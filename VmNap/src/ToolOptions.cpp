@@ -54,7 +54,6 @@ const char* const kInvalidTraceMode = "Invalid trace mode argument '%s' - ignori
 const char* const kMissedTimeout = "Invalid or missed new timeout value\n";
 const char* const kInvalidArgument = "Invalid argument '%s', ignore it\n";
 const char* const kArgumentMissed = "Argument missed\n";
-const char* const kSelfOnlySuspend = "-self is for -mode suspend_vms only\n";
 
 // Where the password comes from when the command line has none: keeps it out of
 // the process list and lets it begin with '-' or '/'.
@@ -278,7 +277,5 @@ int parse_args(int argc, char** argv, ToolOptions& options) {
         kel_trace(TRACE_ERROR, kArgumentMissed);
         return 1;
     }
-    if (options.self.IsEmpty() || options.mode.value == SshSrv::SRV_OP_SUSPEND) return 0;
-    kel_trace(TRACE_ERROR, kSelfOnlySuspend);
-    return 1;
+    return 0;
 }

@@ -269,8 +269,10 @@ TEST(ParseArgs, PowerOffIsAFlagWithoutValue) {
     EXPECT_TRUE(Parse({"-mode", "suspend_vms", "/poweroff"}).options.poweroff.value);
 }
 
-// -self names the VM the tool runs in, by id or whole name (blanks kept); only for suspend_vms.
-TEST(ParseArgs, SelfTakesOneVmForSuspendVmsOnly) {
+// -self names the VM the tool runs in, by id or whole name (blanks kept). Only suspend_vms uses it; the
+// other modes take it and leave it alone, as they do -poweroff, so that a UPS script can give every mode of
+// a host the same options.
+TEST(ParseArgs, SelfTakesOneVmAndOnlySuspendVmsUsesIt) {
     EXPECT_EQ("self", ToolOptions().self.name);
     EXPECT_TRUE(ToolOptions().self.IsEmpty());
     Parsed p = Parse({"-host", "h", "-usr", "u", "-pwd", "p", "-mode", "suspend_vms", "-self", "nut vm"});
@@ -280,8 +282,9 @@ TEST(ParseArgs, SelfTakesOneVmForSuspendVmsOnly) {
     EXPECT_EQ("12", Parse({"-mode", "suspend_vms", "/self", "12"}).options.self.value);
     for (const char* mode : {"reboot_vms", "account_check", "check_maintenance_mode"}) {
         Parsed other = Parse({"-host", "h", "-usr", "u", "-pwd", "p", "-mode", mode, "-self", "12"});
-        EXPECT_EQ(1, other.result) << mode;
-        EXPECT_EQ("hh:mm:ss: -self is for -mode suspend_vms only\n", other.output) << mode;
+        EXPECT_EQ(0, other.result) << mode;
+        EXPECT_EQ("", other.output) << mode;
+        EXPECT_EQ("12", other.options.self.value) << mode;
     }
 }
 
