@@ -21,11 +21,15 @@
 #include "sshd_fixture.h"
 #include "temp_dir.h"
 #include "text_wait.h"
+#include "ups_hosts.h"
 
 namespace {
 
-using simulated::Host;
-using simulated::Vm;
+using upshosts::HostBefore;
+using upshosts::HostSuspended;
+using upshosts::HostResumed;
+using upshosts::SlowHostBefore;
+using upshosts::SlowHostSuspended;
 
 const std::string kApcDir = std::string(VMNAP_CONTRIB_DIR) + "/apcupsd";
 const std::string kHostsCommand = std::string(VMNAP_CONTRIB_DIR) + "/nut/vmnap-ups-hosts";
@@ -33,31 +37,6 @@ const char kPackagesVariable[] = "VMNAP_APCUPSD_DEBS";  // the directory scripts
 const char kPlink[] = "/usr/bin/plink";
 const int kScriptSeconds = 10;     // onbattery and offbattery return at once; their jobs go on
 const int kToolRunsSeconds = 150;  // check_maintenance_mode and suspend_vms, or reboot_vms, on both hosts
-
-std::string HostBefore(const std::string& name) {
-    return Host("no", 1, "busybox", name) + Vm("1", "web01", "on") + Vm("2", "backup", "off");
-}
-
-std::string HostSuspended(const std::string& name) {
-    return Host("yes", 2, "busybox", name) + Vm("1", "web01", "suspended") + Vm("2", "backup", "off");
-}
-
-std::string HostResumed(const std::string& name) {
-    return Host("no", 3, "busybox", name) + Vm("1", "web01", "on") + Vm("2", "backup", "off");
-}
-
-// web01 takes a few seconds to suspend, so that a suspend_vms is sure to be running when doshutdown comes.
-const int kSlowSuspendSeconds = 5;
-
-std::string SlowHostBefore(const std::string& name) {
-    return Host("no", 1, "busybox", name) + Vm("1", "web01", "on", "no", kSlowSuspendSeconds) +
-           Vm("2", "backup", "off");
-}
-
-std::string SlowHostSuspended(const std::string& name) {
-    return Host("yes", 2, "busybox", name) + Vm("1", "web01", "suspended", "no", kSlowSuspendSeconds) +
-           Vm("2", "backup", "off");
-}
 
 class ApcupsdEvents : public testing::Test {
 protected:

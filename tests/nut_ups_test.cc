@@ -18,11 +18,15 @@
 #include "sshd_fixture.h"
 #include "temp_dir.h"
 #include "text_wait.h"
+#include "ups_hosts.h"
 
 namespace {
 
-using simulated::Host;
-using simulated::Vm;
+using upshosts::HostBefore;
+using upshosts::HostSuspended;
+using upshosts::HostResumed;
+using upshosts::SlowHostBefore;
+using upshosts::SlowHostResumed;
 
 const std::string kNutDir = std::string(VMNAP_CONTRIB_DIR) + "/nut/";
 const char kPlink[] = "/usr/bin/plink";
@@ -37,31 +41,6 @@ std::string ReplaceOnce(const std::string& text, const std::string& from, const 
     size_t at = text.find(from);
     if (at == std::string::npos || text.find(from, at + 1) != std::string::npos) return "";
     return text.substr(0, at) + to + text.substr(at + from.size());
-}
-
-std::string HostBefore(const std::string& name) {
-    return Host("no", 1, "busybox", name) + Vm("1", "web01", "on") + Vm("2", "backup", "off");
-}
-
-std::string HostSuspended(const std::string& name) {
-    return Host("yes", 2, "busybox", name) + Vm("1", "web01", "suspended") + Vm("2", "backup", "off");
-}
-
-std::string HostResumed(const std::string& name) {
-    return Host("no", 3, "busybox", name) + Vm("1", "web01", "on") + Vm("2", "backup", "off");
-}
-
-// web01 takes a few seconds to suspend, so that a suspend_vms is sure to be running when the power returns.
-const int kSlowSuspendSeconds = 5;
-
-std::string SlowHostBefore(const std::string& name) {
-    return Host("no", 1, "busybox", name) + Vm("1", "web01", "on", "no", kSlowSuspendSeconds) +
-           Vm("2", "backup", "off");
-}
-
-std::string SlowHostResumed(const std::string& name) {
-    return Host("no", 3, "busybox", name) + Vm("1", "web01", "on", "no", kSlowSuspendSeconds) +
-           Vm("2", "backup", "off");
 }
 
 class NutUps : public testing::Test {
