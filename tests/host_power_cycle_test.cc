@@ -54,18 +54,6 @@ protected:
                                             Row("2", "db01", "Suspended", "to reboot") +
                                             Row("3", "backup", "Powered off")));
     }
-    // The host as the simulator sees it now (what was due has happened), in its state-file form.
-    esxisim::HostState Settled() const {
-        esxisim::HostState host;
-        std::string error;
-        EXPECT_TRUE(esxisim::StateStore(StatePath()).Read(&host, &error)) << error;
-        return host;
-    }
-    bool PowerIs(const std::string& id, esxisim::PowerState power) const {
-        esxisim::HostState host = Settled();
-        const esxisim::VmState* vm = host.FindVm(id);
-        return vm != nullptr && vm->power == power;
-    }
     std::vector<std::string> ShellLog() const { return esxisim::ReadShellLogCommands(StatePath()); }
     size_t ShellLogCount(const std::string& start) const {
         size_t count = 0;

@@ -49,17 +49,6 @@ protected:
         SetHostInAnyOrder(Host("no", 1) + Vm("1", "web01", "on") + Vm("2", "nut client", "on") + self_keys +
                           Vm("3", "db01", "on") + Vm("4", "backup", "off"));
     }
-    esxisim::HostState Settled() const {
-        esxisim::HostState host;
-        std::string error;
-        EXPECT_TRUE(esxisim::StateStore(StatePath()).Read(&host, &error)) << error;
-        return host;
-    }
-    bool PowerIs(const std::string& id, esxisim::PowerState power) const {
-        esxisim::HostState host = Settled();
-        const esxisim::VmState* vm = host.FindVm(id);
-        return vm != nullptr && vm->power == power;
-    }
     std::vector<std::string> ShellLog() const { return esxisim::ReadShellLogCommands(StatePath()); }
     size_t DetachedLines() const {
         size_t count = 0;

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "host_state.h"
+#include "state_store.h"
 #include "state_text.h"
 
 const char kListFile[] = "esxi_vms.xml";
@@ -51,4 +52,17 @@ ProgramResult RealClient::Run(const std::string& mode, const std::vector<std::st
                               const std::string& password) {
     remote_.set_host(host_);
     return remote_.Run(mode, extra, password);
+}
+
+esxisim::HostState RealClient::Settled() const {
+    esxisim::HostState host;
+    std::string error;
+    EXPECT_TRUE(esxisim::StateStore(StatePath()).Read(&host, &error)) << error;
+    return host;
+}
+
+bool RealClient::PowerIs(const std::string& id, esxisim::PowerState power) const {
+    esxisim::HostState host = Settled();
+    const esxisim::VmState* vm = host.FindVm(id);
+    return vm != nullptr && vm->power == power;
 }

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "host_state.h"
 #include "run_program.h"
 #include "simulated_host.h"
 #include "sshd_fixture.h"
@@ -46,6 +47,9 @@ protected:
     std::string HostNow() const { return ReadFile(StatePath()); }
     std::string ListNow() const { return remote_.ListNow(kListFile); }
     std::string HostKeyCache() const { return sshd_.host_key_cache(); }
+    // The host as the simulator sees it now (what was due has happened), and one VM's power state there.
+    esxisim::HostState Settled() const;
+    bool PowerIs(const std::string& id, esxisim::PowerState power) const;
 
     static void WriteTextFile(const std::string& path, const std::string& text);
 
