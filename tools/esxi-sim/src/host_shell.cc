@@ -1,6 +1,7 @@
 #include "host_shell.h"
 
 #include <signal.h>
+#include <stdlib.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -99,6 +100,11 @@ std::vector<std::string> ShellEnvironment(const HostShell& shell) {
     env.push_back(std::string(kPromptEnv) + "=" + DoubledBackslashes(shell.prompt));
     env.push_back(std::string(kStateEnv) + "=" + shell.state_path);
     return env;
+}
+
+bool InLoginSession() {
+    const char* prompt = getenv(kPromptEnv);
+    return prompt != nullptr && *prompt != '\0';
 }
 
 pid_t StartInteractiveShell(const HostShell& shell, int input, int output) {

@@ -32,6 +32,10 @@ std::vector<std::string> ShellEnvironment(const HostShell& shell);
 // error to `output`. Returns its pid, or -1.
 pid_t StartInteractiveShell(const HostShell& shell, int input, int output);
 
+// Whether this process runs under the interactive shell of a login (whose prompt it was given), not under
+// an exec request's.
+bool InLoginSession();
+
 // Replaces this process by "sh -c COMMAND"; returns only when that fails.
 void ExecShellCommand(const HostShell& shell, const std::string& command);
 

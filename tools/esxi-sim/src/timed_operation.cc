@@ -8,6 +8,7 @@
 
 #include "datastore_model.h"
 #include "host_clock.h"
+#include "host_shell.h"
 
 namespace esxisim {
 
@@ -15,6 +16,11 @@ namespace {
 
 const double kTickSeconds = 0.1;
 const int kEnded = 1;
+// A command of a host whose power was cut does not come back. In a login session it stays until the
+// session is hung up (the session notices the cut within half a second), at most this long: ending at once
+// would let the interactive shell see its job end first (busybox ash then takes its interrupted read for
+// the end of its input and exits), which no host shows. Under an exec request it ends at once.
+const double kLingerAfterCutSeconds = 5;
 
 double Monotonic() {
     struct timespec ts;
@@ -36,6 +42,18 @@ VmState* Ours(HostState* host, const std::string& id, OperationKind kind) {
     return ours ? vm : nullptr;
 }
 
+// The operation's record went: when the host's power was cut, waits as its dead command would.
+int Ended(const StateStore& store) {
+    if (!InLoginSession()) return kEnded;
+    double end = Monotonic() + kLingerAfterCutSeconds;
+    for (;;) {
+        HostState host;
+        std::string error;
+        if (!store.Read(&host, &error) || !host.powered_off || Monotonic() >= end) return kEnded;
+        Sleep(kTickSeconds);
+    }
+}
+
 // 0 once the pause is over, kEnded when the record went meanwhile, or the state error's status.
 int WaitOutPause(const std::string& id, const TimedPlan& plan, const StateStore& store) {
     double end = Monotonic() + plan.pause_seconds;
@@ -44,7 +62,7 @@ int WaitOutPause(const std::string& id, const TimedPlan& plan, const StateStore&
         HostState host;
         std::string error;
         if (!store.Read(&host, &error)) return ReportStateError(error);
-        if (!Ours(&host, id, plan.kind)) return kEnded;
+        if (!Ours(&host, id, plan.kind)) return Ended(store);
     }
     return 0;
 }
@@ -80,7 +98,7 @@ int TransferMemory(const std::string& id, const TimedPlan& plan, const StateStor
         if (!store.Update([&](HostState* host) { step.Take(host, id, plan); }, &error)) {
             return ReportStateError(error);
         }
-        if (step.ended) return kEnded;
+        if (step.ended) return Ended(store);
         if (step.done) return 0;
         Sleep(step.wait_seconds);
     }
