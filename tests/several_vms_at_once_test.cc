@@ -283,6 +283,30 @@ TEST_F(SeveralVmsAtOnce, ALastVmStartsOnlyAfterEveryOtherVmHasFinished) {
     EXPECT_NE(std::string::npos, HostNow().find("maintenance yes"));
 }
 
+// SIGTERM while the two VMs before the -last one are under way: they finish and are recorded, and the -last
+// VM does not start, though every other VM was started before the stop came; 17.
+TEST_F(SeveralVmsAtOnce, AStopSignalBeforeTheLastGroupStartsNoLastVm) {
+    std::string host = TimedHost(3);
+    for (int i = 1; i <= 3; ++i) host += TimedVm(i, "on");
+    SetHostInAnyOrder(host);
+    PipedProcess tool;
+    ASSERT_TRUE(StartRun(tool, Command("suspend_vms", {"-parallel", "2", "-last", "vm1"})));
+    bool both = false;
+    for (double waited = 0; waited < 30 && !both; waited += 0.05) {
+        both = Count("vim-cmd vmsvc/power.suspend 2") == 1 && Count("vim-cmd vmsvc/power.suspend 3") == 1;
+        if (!both) SleepSeconds(0.05);
+    }
+    ASSERT_TRUE(both) << PowerCommands() << "\n" << tool.output();
+    ASSERT_EQ(0, kill(tool.pid(), SIGTERM));
+    EXPECT_EQ(17, tool.Wait(60)) << tool.output();
+    EXPECT_EQ(0, Count("vim-cmd vmsvc/power.suspend 1")) << PowerCommands();
+    EXPECT_EQ(ListFile("false", "false",
+                       Row("1", "vm1", "Powered on") + Row("2", "vm2", "Suspended", "to reboot") +
+                           Row("3", "vm3", "Suspended", "to reboot")),
+              ListNow());
+    EXPECT_NE(std::string::npos, HostNow().find("maintenance no"));
+}
+
 // The next VM to start is the first on the datastore with the fewest suspends under way: VMs 1 to 3 are
 // on datastore1, VM 4 alone on ds2; with two at once VM 4 starts second, before VMs 2 and 3.
 TEST_F(SeveralVmsAtOnce, TheNextVmStartsOnTheDatastoreWithTheFewestUnderWay) {
