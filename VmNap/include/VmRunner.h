@@ -1,7 +1,7 @@
 // Up to K VM operations at once: workers take the next VM from one queue (in
-// the order given, or by datastore: VmPick.h), each with its own session, until the queue is empty, an
-// outcome ends the run, or a stop is asked for. The operations in flight
-// always finish; what each gave is kept for the caller.
+// the order given, or by datastore: VmPick.h), each with its own session,
+// until the queue is empty, an outcome ends the run, or a stop is asked for.
+// The operations in flight always finish; what each gave is kept for the caller.
 #ifndef VMNAP_VM_RUNNER_H
 #define VMNAP_VM_RUNNER_H
 
