@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <regex>
 #include <string>
@@ -248,6 +249,81 @@ TEST_F(SeveralVmsAtOnce, AnExtraSessionThatCannotLogInMeansOneWorkerFewer) {
     EXPECT_NE(std::string::npos, state.find("maintenance yes"));
     EXPECT_EQ(2, MaxInFlight()) << state;
     EXPECT_EQ(1, Count("exit")) << "only the session that logged in logs out";
+}
+
+// -last with several at once: VM 1, named by -last, starts only once the three others have all finished
+// (each one's confirming state read, sent after its suspend ended, comes before VM 1's suspend), though a
+// worker was free as soon as the quickest of them ended; VM 4 takes seconds longer than the others.
+TEST_F(SeveralVmsAtOnce, ALastVmStartsOnlyAfterEveryOtherVmHasFinished) {
+    std::string host = TimedHost(1);
+    for (int i = 1; i <= 3; ++i) host += TimedVm(i, "on");
+    host += Vm("4", "vm4", "on") + "memory_mb 3000\n";
+    SetHostInAnyOrder(host);
+    ProgramResult r = Run("suspend_vms", {"-parallel", "3", "-last", "1"});
+    ASSERT_EQ(0, r.exit_status) << Explain(r);
+    std::vector<std::string> log = ShellLog();
+    auto first = [&log](const std::string& line) { return std::find(log.begin(), log.end(), line) - log.begin(); };
+    auto last = [&log](const std::string& line) {
+        return log.rend() - std::find(log.rbegin(), log.rend(), line) - 1;
+    };
+    long lastStart = first("vim-cmd vmsvc/power.suspend 1");
+    ASSERT_LT(lastStart, static_cast<long>(log.size())) << PowerCommands();
+    for (int i = 2; i <= 4; ++i) {
+        std::string id = std::to_string(i);
+        long suspend = first("vim-cmd vmsvc/power.suspend " + id), confirmed = last("vim-cmd vmsvc/power.getstate " + id);
+        ASSERT_LT(suspend, static_cast<long>(log.size())) << id;
+        EXPECT_GT(confirmed, suspend) << id << ": the state read after the suspend";
+        EXPECT_LT(confirmed, lastStart) << id << " had not finished when VM 1 started\n" << PowerCommands();
+    }
+    EXPECT_EQ(1, Count("vim-cmd vmsvc/power.suspend 1"));
+    EXPECT_EQ(ListFile("true", "true",
+                       Row("1", "vm1", "Suspended", "to reboot") + Row("2", "vm2", "Suspended", "to reboot") +
+                           Row("3", "vm3", "Suspended", "to reboot") + Row("4", "vm4", "Suspended", "to reboot")),
+              ListNow());
+    EXPECT_NE(std::string::npos, HostNow().find("maintenance yes"));
+}
+
+// SIGTERM while the two VMs before the -last one are under way: they finish and are recorded, and the -last
+// VM does not start, though every other VM was started before the stop came; 17.
+TEST_F(SeveralVmsAtOnce, AStopSignalBeforeTheLastGroupStartsNoLastVm) {
+    std::string host = TimedHost(3);
+    for (int i = 1; i <= 3; ++i) host += TimedVm(i, "on");
+    SetHostInAnyOrder(host);
+    PipedProcess tool;
+    ASSERT_TRUE(StartRun(tool, Command("suspend_vms", {"-parallel", "2", "-last", "vm1"})));
+    bool both = false;
+    for (double waited = 0; waited < 30 && !both; waited += 0.05) {
+        both = Count("vim-cmd vmsvc/power.suspend 2") == 1 && Count("vim-cmd vmsvc/power.suspend 3") == 1;
+        if (!both) SleepSeconds(0.05);
+    }
+    ASSERT_TRUE(both) << PowerCommands() << "\n" << tool.output();
+    ASSERT_EQ(0, kill(tool.pid(), SIGTERM));
+    EXPECT_EQ(17, tool.Wait(60)) << tool.output();
+    EXPECT_EQ(0, Count("vim-cmd vmsvc/power.suspend 1")) << PowerCommands();
+    EXPECT_EQ(ListFile("false", "false",
+                       Row("1", "vm1", "Powered on") + Row("2", "vm2", "Suspended", "to reboot") +
+                           Row("3", "vm3", "Suspended", "to reboot")),
+              ListNow());
+    EXPECT_NE(std::string::npos, HostNow().find("maintenance no"));
+}
+
+// The next VM to start is the first on the datastore with the fewest suspends under way: VMs 1 to 3 are
+// on datastore1, VM 4 alone on ds2; with two at once VM 4 starts second, before VMs 2 and 3.
+TEST_F(SeveralVmsAtOnce, TheNextVmStartsOnTheDatastoreWithTheFewestUnderWay) {
+    std::string host = TimedHost(2);
+    for (int i = 1; i <= 3; ++i) host += Vm(std::to_string(i), "vm" + std::to_string(i), "on");
+    host += std::regex_replace(Vm("4", "vm4", "on"), std::regex("file \\[datastore1\\]"), "file [ds2]");
+    SetHostInAnyOrder(host);
+    ProgramResult r = Run("suspend_vms", {"-parallel", "2"});
+    ASSERT_EQ(0, r.exit_status) << Explain(r);
+    std::string commands = PowerCommands();
+    EXPECT_EQ(0u, commands.find("power.suspend 1; power.suspend 4; ")) << commands;
+    for (int i = 1; i <= 4; ++i)
+        EXPECT_EQ(1, Count("vim-cmd vmsvc/power.suspend " + std::to_string(i))) << i;
+    EXPECT_EQ(ListFile("true", "true",
+                       Row("1", "vm1", "Suspended", "to reboot") + Row("2", "vm2", "Suspended", "to reboot") +
+                           Row("3", "vm3", "Suspended", "to reboot") + Row("4", "vm4", "Suspended", "to reboot")),
+              ListNow());
 }
 
 // -parallel 1 is the tool as it always was: the same command lines, in the same order, one session.

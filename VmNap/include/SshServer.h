@@ -52,6 +52,9 @@ public:
     virtual int PowerOff();
     virtual int UpdateStatus();
     virtual int AddChild(const Env::String& id, const Env::String& name);
+    // The datastore the child last added with `id` keeps its files on (the
+    // table's file column); kept in memory only, never written to a file.
+    virtual void SetChildDatastore(const Env::String& id, const std::string& datastore);
 
     static Env::XmlObject* Create() { return new SshServer(); }
 
@@ -147,6 +150,11 @@ public:
     // `seconds` have passed (SSH_VERIFY_ERR).
     int WaitUntilPoweredOff(int seconds);
 
+    // The datastore named at the start of the VM's .vmx path in the host's
+    // table; empty when unknown (a VM read from a list file). Not in the file.
+    const std::string& GetDatastore() const { return m_datastore; }
+    void SetDatastore(const std::string& datastore) { m_datastore = datastore; }
+
     // The state last read from the host is "Powered on" (no command is sent).
     bool WasPoweredOn() const;
 
@@ -167,6 +175,7 @@ private:
     XmlObjAttrRebootStatus m_RebootStatus;
     XmlObjAttrTimeout m_Timeout;
     XmlObjAttrStopped m_Stopped;
+    std::string m_datastore;
 };
 
 // The ESXi host: owns the session, the parser and the list of its VMs.
@@ -273,6 +282,7 @@ public:
     int Reboot() override;
     int IsPoweredOn() override;
     int AddChild(const Env::String& id, const Env::String& name) override;
+    void SetChildDatastore(const Env::String& id, const std::string& datastore) override;
 
     int GetAllVms();
     int GetMaintenance();
@@ -326,7 +336,10 @@ private:
     void CarryOverMarks();
     int OrderTheVms(VmOrder* order);
     int StopTheVms(const VmOrder& order, bool* leftRunning);
-    int StopTheVmsAtOnce(const std::vector<VirtualMachineServer*>& running, bool* leftRunning);
+    int StopTheVmsAtOnce(const std::vector<VirtualMachineServer*>& others,
+                         const std::vector<VirtualMachineServer*>& last, bool* leftRunning);
+    int StopPhaseAtOnce(const std::vector<VirtualMachineServer*>& running, bool byDatastore,
+                        bool* leftRunning);
     int RebootTheVms();
     int RebootTheVmsAtOnce(const std::vector<VirtualMachineServer*>& marked);
     bool SeveralAtOnce(size_t vms) const { return m_nParallel > 1 && vms > 1; }

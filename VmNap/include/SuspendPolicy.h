@@ -40,6 +40,7 @@ struct SuspendPolicy {
 // the tool's session (null without -self, or when -skip names it too).
 struct VmOrder {
     std::vector<VirtualMachineServer*> handled;
+    size_t lastFrom = 0;   // where the -last ones start in `handled` (its size: none)
     std::vector<VirtualMachineServer*> skipped;
     VirtualMachineServer* self = nullptr;
 };

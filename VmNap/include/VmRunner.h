@@ -1,7 +1,7 @@
-// Up to K VM operations at once: workers take the next VM from one queue, in
-// the order given, each with its own session, until the queue is empty, an
-// outcome ends the run, or a stop is asked for. The operations in flight
-// always finish; what each gave is kept for the caller.
+// Up to K VM operations at once: workers take the next VM from one queue (in
+// the order given, or by datastore: VmPick.h), each with its own session,
+// until the queue is empty, an outcome ends the run, or a stop is asked for.
+// The operations in flight always finish; what each gave is kept for the caller.
 #ifndef VMNAP_VM_RUNNER_H
 #define VMNAP_VM_RUNNER_H
 
@@ -33,15 +33,23 @@ public:
 struct VmRunSummary {
     std::vector<bool> started;        // by VM, in the order given
     std::vector<VmOutcome> outcomes;  // valid where started
+    std::vector<size_t> startOrder;   // the VMs started, in the order they were taken
     bool stopped = false;             // a stop kept some VM from starting
     size_t workers = 0;               // workers that took part (worker 0 included)
 
-    // The first VM in the order given whose outcome ended the run; `count` when none.
+    // The first VM in the order started whose outcome ended the run; `count`
+    // when none (in the order given, for RunVms).
     size_t FirstEnding() const;
 };
 
-// Runs `count` VMs on at most `workers` workers (at least 1) and waits for all of them.
+// Runs `count` VMs on at most `workers` workers (at least 1) in the order
+// given, and waits for all of them.
 VmRunSummary RunVms(size_t count, size_t workers, VmWorkers& work);
+
+// As RunVms for `groups.size()` VMs, the next VM taken by PickNextVm with the
+// VMs' datastore groups (DatastoreGroups): first in the order given on the
+// datastore with the fewest of them in flight.
+VmRunSummary RunVmsByGroup(const std::vector<size_t>& groups, size_t workers, VmWorkers& work);
 
 }  // namespace SshSrv
 

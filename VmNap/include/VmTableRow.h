@@ -20,6 +20,7 @@ struct VmTableRow {
     std::string id;
     std::string name;
     std::string file;
+    std::string datastore;   // the name in brackets at the file's start (may be empty)
     std::string guest;
     std::string version;
     std::string annotation;  // the first line of the note, without the column's padding

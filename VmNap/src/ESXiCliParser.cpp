@@ -218,6 +218,7 @@ int ESXiCliParser::ParseGetAllVmsLine(const char* line) {
             return SSH_SUCCESS;
         }
         m_pOwner->AddChild(Env::String(row.id.c_str()), Env::String(row.name.c_str()));
+        m_pOwner->SetChildDatastore(Env::String(row.id.c_str()), row.datastore);
         return SSH_SUCCESS;
     } catch (...) {
         KelTrace(TRACE_ERROR, "ParseGetAllVmsLine", kGetAllVmsCatched);

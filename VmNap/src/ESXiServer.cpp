@@ -135,6 +135,15 @@ int ESXiServer::AddChild(const Env::String& id, const Env::String& name) {
     }
 }
 
+void ESXiServer::SetChildDatastore(const Env::String& id, const std::string& datastore) {
+    VirtualMachineServer* last = nullptr;
+    for (Env::XmlObject* item : m_VMs) {
+        VirtualMachineServer* vm = static_cast<VirtualMachineServer*>(item);
+        if (vm->GetId() == id) last = vm;
+    }
+    if (last != nullptr) last->SetDatastore(datastore);
+}
+
 // Children read from the file borrow the host's session and parser. A file
 // that names a VM to power on by anything but a plain id, or gives the moment
 // of a power-off as anything but digits, is not taken.

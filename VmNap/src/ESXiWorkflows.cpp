@@ -207,11 +207,12 @@ int ESXiServer::OrderTheVms(VmOrder* order) {
 // ends the run is traced and returned. `leftRunning` tells whether one still runs.
 int ESXiServer::StopTheVms(const VmOrder& order, bool* leftRunning) {
     *leftRunning = false;
-    std::vector<VirtualMachineServer*> running;
-    for (VirtualMachineServer* vm : order.handled)
-        if (vm->WasPoweredOn()) running.push_back(vm);
-    if (SeveralAtOnce(running.size())) {
-        int rc = StopTheVmsAtOnce(running, leftRunning);
+    std::vector<VirtualMachineServer*> others, last;
+    for (size_t i = 0; i < order.handled.size(); ++i)
+        if (order.handled[i]->WasPoweredOn())
+            (i < order.lastFrom ? others : last).push_back(order.handled[i]);
+    if (SeveralAtOnce(others.size() + last.size())) {
+        int rc = StopTheVmsAtOnce(others, last, leftRunning);
         if (rc != SSH_SUCCESS) return rc;
         for (VirtualMachineServer* vm : order.skipped)
             if (LeaveVmAlone(*vm) == VmFate::kLeftRunning) *leftRunning = true;

@@ -66,4 +66,6 @@ int SshServer::PowerOff() { return SSH_INTERNAL_ERR; }
 int SshServer::UpdateStatus() { return SSH_INTERNAL_ERR; }
 int SshServer::AddChild(const Env::String&, const Env::String&) { return SSH_INTERNAL_ERR; }
 
+void SshServer::SetChildDatastore(const Env::String&, const std::string&) {}
+
 }  // namespace SshSrv

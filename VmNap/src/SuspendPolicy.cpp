@@ -64,6 +64,7 @@ bool OrderVms(const std::vector<VirtualMachineServer*>& listed, const SuspendPol
         if (NamedIn(policy.skip, vm)) order->skipped.push_back(vm);
         else if (vm != order->self && !NamedIn(policy.last, vm)) order->handled.push_back(vm);
     }
+    order->lastFrom = order->handled.size();
     for (const std::string& entry : policy.last)
         for (VirtualMachineServer* vm : listed)
             if (Names(entry, vm) && !NamedIn(policy.skip, vm) && vm != order->self &&

@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "StopRequest.h"
+#include "VmPick.h"
 #include "kel-tools-trace.h"
 
 namespace SshSrv {
@@ -15,33 +16,40 @@ const char* const kNoThread = "worker %zu not started, %zu work on\n";
 // The queue and what came of each VM, shared by the workers.
 class Queue {
 public:
-    Queue(size_t count, VmWorkers& work) : count_(count), work_(work) {
-        summary_.started.assign(count, false);
-        summary_.outcomes.assign(count, VmOutcome{0, false});
+    Queue(const std::vector<size_t>& groups, VmWorkers& work)
+        : count_(groups.size()), groups_(groups), state_(groups.size(), VmState::kWaiting),
+          work_(work) {
+        summary_.started.assign(count_, false);
+        summary_.outcomes.assign(count_, VmOutcome{0, false});
     }
 
     // The next VM for a worker; false when none may start any more.
     bool Take(size_t* vm) {
         std::lock_guard<std::mutex> guard(lock_);
-        if (next_ >= count_ || ended_) return false;
+        if (taken_ >= count_ || ended_) return false;
         if (work_.StopAsked()) {
             summary_.stopped = true;
             return false;
         }
-        *vm = next_++;
+        *vm = PickNextVm(groups_, state_);
+        if (*vm >= count_) return false;
+        ++taken_;
+        state_[*vm] = VmState::kInFlight;
         summary_.started[*vm] = true;
+        summary_.startOrder.push_back(*vm);
         return true;
     }
 
     // Some VM is still waiting (worth opening a session for).
     bool Waiting() {
         std::lock_guard<std::mutex> guard(lock_);
-        return next_ < count_ && !ended_;
+        return taken_ < count_ && !ended_;
     }
 
     void Record(size_t vm, const VmOutcome& outcome) {
         std::lock_guard<std::mutex> guard(lock_);
         summary_.outcomes[vm] = outcome;
+        state_[vm] = VmState::kDone;
         if (outcome.endsRun) ended_ = true;
     }
 
@@ -55,7 +63,9 @@ public:
 private:
     std::mutex lock_;
     size_t count_;
-    size_t next_ = 0;
+    std::vector<size_t> groups_;
+    std::vector<VmState> state_;
+    size_t taken_ = 0;
     bool ended_ = false;
     VmWorkers& work_;
     VmRunSummary summary_;
@@ -79,13 +89,19 @@ void Extra(Queue& queue, VmWorkers& work, size_t worker) {
 bool VmWorkers::StopAsked() const { return StopRequest::Requested(); }
 
 size_t VmRunSummary::FirstEnding() const {
-    for (size_t vm = 0; vm < started.size(); ++vm)
-        if (started[vm] && outcomes[vm].endsRun) return vm;
+    for (size_t vm : startOrder)
+        if (outcomes[vm].endsRun) return vm;
     return started.size();
 }
 
 VmRunSummary RunVms(size_t count, size_t workers, VmWorkers& work) {
-    Queue queue(count, work);
+    std::vector<size_t> ownGroups(count);
+    for (size_t vm = 0; vm < count; ++vm) ownGroups[vm] = vm;
+    return RunVmsByGroup(ownGroups, workers, work);
+}
+
+VmRunSummary RunVmsByGroup(const std::vector<size_t>& groups, size_t workers, VmWorkers& work) {
+    Queue queue(groups, work);
     std::vector<std::thread> threads;
     for (size_t worker = 1; worker < workers; ++worker) {
         try {

@@ -89,6 +89,7 @@ bool ReadVmTableRow(const std::string& line, VmTableRow* row) {
         found.id = line.substr(0, id_end);
         found.name = line.substr(name, line.find_last_not_of(' ', file - 1) + 1 - name);
         found.file = line.substr(file, file_end - file);
+        found.datastore = found.file.substr(1, found.file.find("] ") - 1);
         *row = found;
         return true;
     }

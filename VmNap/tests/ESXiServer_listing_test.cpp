@@ -77,6 +77,7 @@ protected:
         for (int i = 0; i < vms; ++i) {
             EXPECT_EQ(std::to_string(i + 1), Vm(i)->GetId()) << i;
             EXPECT_EQ(Name(i + 1), Vm(i)->GetName()) << i;
+            EXPECT_EQ("datastore1", Vm(i)->GetDatastore()) << i;
         }
     }
 };

@@ -39,6 +39,7 @@ TEST_F(OrderTest, WithoutOptionsTheListOrder) {
     std::string unmatched;
     ASSERT_TRUE(OrderVms(listed_, SuspendPolicy(), &order, &unmatched));
     EXPECT_EQ("1 2 3 4 ", Ids(order.handled));
+    EXPECT_EQ(4u, order.lastFrom) << "no -last group";
     EXPECT_TRUE(order.skipped.empty());
 }
 
@@ -49,6 +50,7 @@ TEST_F(OrderTest, LastInTheGivenOrderByIdOrWholeName) {
     std::string unmatched;
     ASSERT_TRUE(OrderVms(listed_, policy, &order, &unmatched));
     EXPECT_EQ("1 2 4 3 ", Ids(order.handled));
+    EXPECT_EQ(2u, order.lastFrom) << "the -last group is 4 3";
 }
 
 TEST_F(OrderTest, SkippedVmsAreApartAndWinOverLast) {
@@ -59,7 +61,19 @@ TEST_F(OrderTest, SkippedVmsAreApartAndWinOverLast) {
     std::string unmatched;
     ASSERT_TRUE(OrderVms(listed_, policy, &order, &unmatched));
     EXPECT_EQ("3 4 1 ", Ids(order.handled));
+    EXPECT_EQ(2u, order.lastFrom) << "the -last group is 1 alone";
     EXPECT_EQ("2 ", Ids(order.skipped));
+}
+
+TEST_F(OrderTest, TheLastGroupStartsWhereTheOthersEndWhenItNamesOnlySkippedVms) {
+    SuspendPolicy policy;
+    policy.skip = {"db"};
+    policy.last = {"2"};
+    VmOrder order;
+    std::string unmatched;
+    ASSERT_TRUE(OrderVms(listed_, policy, &order, &unmatched));
+    EXPECT_EQ("1 3 4 ", Ids(order.handled));
+    EXPECT_EQ(3u, order.lastFrom);
 }
 
 TEST_F(OrderTest, AnEntryThatNamesNoVmIsNamed) {

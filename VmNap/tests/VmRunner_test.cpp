@@ -17,6 +17,7 @@
 #include "VmRunner.h"
 
 using SshSrv::RunVms;
+using SshSrv::RunVmsByGroup;
 using SshSrv::VmOutcome;
 using SshSrv::VmRunSummary;
 using SshSrv::VmWorkers;
@@ -119,6 +120,40 @@ TEST(VmRunner, TheQueueGivesTheVmsInTheOrderGiven) {
     ASSERT_EQ(7u, work.order_.size());
     EXPECT_EQ(std::set<size_t>({0, 1, 2}), std::set<size_t>(work.order_.begin(), work.order_.begin() + 3));
     EXPECT_EQ(std::set<size_t>({3, 4, 5, 6}), std::set<size_t>(work.order_.begin() + 3, work.order_.end()));
+}
+
+// By datastore group, one worker: nothing is in flight at a pick, so the group
+// with the most waiting goes first, then equal groups take turns in order.
+TEST(VmRunner, ByGroupTheDatastoreWithTheMostWaitingFirst) {
+    FakeWorkers work(4, 1);
+    VmRunSummary s = RunVmsByGroup({1, 0, 0, 0}, 1, work);
+    EXPECT_EQ(std::vector<size_t>({1, 2, 0, 3}), s.startOrder);
+    EXPECT_EQ(s.startOrder, work.order_);
+}
+
+// By datastore group, two workers: the second VM to start is on the other
+// datastore, not the next in the order given.
+TEST(VmRunner, ByGroupTheNextVmGoesToTheIdleDatastore) {
+    FakeWorkers work(6, 30);
+    VmRunSummary s = RunVmsByGroup({0, 0, 0, 0, 1, 1}, 2, work);
+    ASSERT_EQ(6u, s.startOrder.size());
+    EXPECT_EQ(0u, s.startOrder[0]);
+    EXPECT_EQ(4u, s.startOrder[1]);
+    EXPECT_EQ(6u, std::set<size_t>(s.startOrder.begin(), s.startOrder.end()).size());
+    EXPECT_LE(work.maxInFlight_, 2u);
+}
+
+// By datastore group, a refusal that ends the run: none starts after it, and
+// the run's answer is the first ending one in the order started.
+TEST(VmRunner, ByGroupARefusalStartsNoFurtherVmAndTheFirstStartedIsReported) {
+    FakeWorkers work(6, 200);
+    work.refused_ = {4};
+    work.together_ = 2;
+    work.waitFor_ = 6;
+    VmRunSummary s = RunVmsByGroup({0, 0, 0, 0, 1, 1}, 2, work);
+    EXPECT_EQ(std::vector<size_t>({0, 4}), s.startOrder);
+    EXPECT_EQ(4u, s.FirstEnding());
+    EXPECT_TRUE(work.finished_[0]) << "the one in flight finished";
 }
 
 // A refusal that ends the run: the ones in flight finish, none starts after it.

@@ -28,6 +28,7 @@ TEST(VmTableRow, A55RowWithItsFourteenTrailingBlanks) {
     EXPECT_EQ("1", row.id);
     EXPECT_EQ("VM1", row.name);
     EXPECT_EQ("[datastore1] VM1/VM1.vmx", row.file);
+    EXPECT_EQ("datastore1", row.datastore);
     EXPECT_EQ("rhel6_64Guest", row.guest);
     EXPECT_EQ("vmx-08", row.version);
     EXPECT_EQ("", row.annotation);
@@ -40,6 +41,7 @@ TEST(VmTableRow, ARowPaddedForAWideAnnotationColumn) {
     EXPECT_EQ("10", row.id);
     EXPECT_EQ("app server", row.name);
     EXPECT_EQ("[datastore 2] app server/app server.vmx", row.file);
+    EXPECT_EQ("datastore 2", row.datastore);
     EXPECT_EQ("windows2019srvNext_64Guest", row.guest);
     EXPECT_EQ("vmx-21", row.version);
     EXPECT_EQ("first line of the note", row.annotation);
@@ -66,6 +68,7 @@ TEST(VmTableRow, AVclsRowWithAnEmptyDatastore) {
     VmTableRow row = Row("3      vCLS-1   [] /var/run/crx/infra/vCLS-1/vCLS-1.vmx   otherGuest   vmx-14   ");
     EXPECT_EQ("vCLS-1", row.name);
     EXPECT_EQ("[] /var/run/crx/infra/vCLS-1/vCLS-1.vmx", row.file);
+    EXPECT_EQ("", row.datastore);
 }
 
 TEST(VmTableRow, LinesThatAreNotRows) {
