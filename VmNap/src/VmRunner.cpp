@@ -1,5 +1,7 @@
 #include "VmRunner.h"
 
+#include <time.h>
+
 #include <mutex>
 #include <thread>
 
@@ -13,12 +15,18 @@ namespace {
 
 const char* const kNoThread = "worker %zu not started, %zu work on\n";
 
+double Monotonic() {
+    struct timespec ts;
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) / 1e9;
+}
+
 // The queue and what came of each VM, shared by the workers.
 class Queue {
 public:
     Queue(const std::vector<size_t>& groups, VmWorkers& work)
         : count_(groups.size()), groups_(groups), state_(groups.size(), VmState::kWaiting),
-          work_(work) {
+          started_(groups.size(), 0), seconds_(groups.size(), 0), work_(work) {
         summary_.started.assign(count_, false);
         summary_.outcomes.assign(count_, VmOutcome{0, false});
     }
@@ -31,10 +39,11 @@ public:
             summary_.stopped = true;
             return false;
         }
-        *vm = PickNextVm(groups_, state_);
+        *vm = PickNextVm(groups_, state_, seconds_);
         if (*vm >= count_) return false;
         ++taken_;
         state_[*vm] = VmState::kInFlight;
+        started_[*vm] = Monotonic();
         summary_.started[*vm] = true;
         summary_.startOrder.push_back(*vm);
         return true;
@@ -50,6 +59,7 @@ public:
         std::lock_guard<std::mutex> guard(lock_);
         summary_.outcomes[vm] = outcome;
         state_[vm] = VmState::kDone;
+        seconds_[vm] = Monotonic() - started_[vm];
         if (outcome.endsRun) ended_ = true;
     }
 
@@ -65,6 +75,8 @@ private:
     size_t count_;
     std::vector<size_t> groups_;
     std::vector<VmState> state_;
+    std::vector<double> started_;  // monotonic seconds, by VM
+    std::vector<double> seconds_;  // how long each done VM took
     size_t taken_ = 0;
     bool ended_ = false;
     VmWorkers& work_;
