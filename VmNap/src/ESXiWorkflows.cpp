@@ -1,6 +1,7 @@
 // The host operations behind the modes: listing, maintenance mode, and the
 // suspend and reboot workflows.
 #include <string>
+#include <vector>
 
 #include "BootWait.h"
 #include "CliParser.h"
@@ -91,6 +92,19 @@ int for_every_vm(Env::XmlObjectList& vms, const char* op, const char* call,
         if (first == SSH_SUCCESS) first = rc;
     }
     return first;
+}
+
+// Stops the VMs in order under the refusal policy, each after the one before;
+// a failure that ends the run is traced and returned.
+int stop_one_after_another(const std::vector<VirtualMachineServer*>& vms, const SuspendPolicy& policy,
+                           bool* leftRunning) {
+    for (VirtualMachineServer* vm : vms) {
+        if (stop_before_next_step("Suspend")) return StopRequest::kStatusStopped;
+        VmStopResult result = StopVm(*vm, policy);
+        if (result.fate == VmFate::kFailed) return StepFailed("Suspend", kVmSuspendCall, result.code);
+        if (result.fate == VmFate::kLeftRunning) *leftRunning = true;
+    }
+    return SSH_SUCCESS;
 }
 
 }  // namespace
@@ -211,19 +225,10 @@ int ESXiServer::StopTheVms(const VmOrder& order, bool* leftRunning) {
     for (size_t i = 0; i < order.handled.size(); ++i)
         if (order.handled[i]->WasPoweredOn())
             (i < order.lastFrom ? others : last).push_back(order.handled[i]);
-    if (SeveralAtOnce(others.size() + last.size())) {
-        int rc = StopTheVmsAtOnce(others, last, leftRunning);
-        if (rc != SSH_SUCCESS) return rc;
-        for (VirtualMachineServer* vm : order.skipped)
-            if (LeaveVmAlone(*vm) == VmFate::kLeftRunning) *leftRunning = true;
-        return SSH_SUCCESS;
-    }
-    for (VirtualMachineServer* vm : order.handled) {
-        if (stop_before_next_step("Suspend")) return StopRequest::kStatusStopped;
-        VmStopResult result = StopVm(*vm, m_policy);
-        if (result.fate == VmFate::kFailed) return StepFailed("Suspend", kVmSuspendCall, result.code);
-        if (result.fate == VmFate::kLeftRunning) *leftRunning = true;
-    }
+    int rc = SeveralAtOnce(others.size() + last.size())
+                 ? StopTheVmsAtOnce(others, last, leftRunning)
+                 : stop_one_after_another(order.handled, m_policy, leftRunning);
+    if (rc != SSH_SUCCESS) return rc;
     for (VirtualMachineServer* vm : order.skipped)
         if (LeaveVmAlone(*vm) == VmFate::kLeftRunning) *leftRunning = true;
     return SSH_SUCCESS;
