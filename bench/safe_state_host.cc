@@ -32,17 +32,17 @@ const BenchVm kVms[] = {
     {&kSsdArray, 256},  {&kSataDisk, 256}, {&kSsdArray, 256}, {&kSataDisk, 256}, {&kSsdArray, 256},
 };
 
-esxisim::VmState Vm(int id, const BenchVm& spec, esxisim::PowerState power) {
+esxisim::VmState Vm(int id, const BenchVm& planned, esxisim::PowerState power) {
     char name[16];
     std::snprintf(name, sizeof(name), "vm%02d", id);
     esxisim::VmState vm;
     vm.id = std::to_string(id);
     vm.name = name;
-    vm.file = std::string("[") + spec.datastore->name + "] " + name + "/" + name + ".vmx";
+    vm.file = std::string("[") + planned.datastore->name + "] " + name + "/" + name + ".vmx";
     vm.guest_os = "otherGuest";
     vm.version = "vmx-08";
     vm.power = power;
-    vm.memory_mb = spec.memory_mb;
+    vm.memory_mb = planned.memory_mb;
     return vm;
 }
 
@@ -57,7 +57,7 @@ esxisim::HostState SafeStateHost(esxisim::PowerState power) {
     for (const BenchDatastore* ds : {&kSsdArray, &kSataDisk})
         host.datastores.push_back({ds->name, ds->write_mbps, ds->read_mbps});
     int id = 0;
-    for (const BenchVm& spec : kVms) host.vms.push_back(Vm(++id, spec, power));
+    for (const BenchVm& planned : kVms) host.vms.push_back(Vm(++id, planned, power));
     return host;
 }
 
