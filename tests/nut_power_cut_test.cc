@@ -46,12 +46,6 @@ double Since(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-std::string ReplaceOnce(const std::string& text, const std::string& from, const std::string& to) {
-    size_t at = text.find(from);
-    if (at == std::string::npos || text.find(from, at + 1) != std::string::npos) return "";
-    return text.substr(0, at) + to + text.substr(at + from.size());
-}
-
 // A VM that suspends, a passthrough VM whose guest shuts down through VMware Tools in 2 s, one that is off
 // and one that was suspended before the cut.
 std::string HostBefore() {
@@ -73,11 +67,7 @@ protected:
     // The daemons with the shipped upssched.conf (a delay of a few seconds) and the host's options in its
     // host file's VMNAP_OPTIONS. A variant of the cycle (another host option) starts them with its own.
     void StartNut(const std::string& host_options) {
-        std::string upssched = ReadFile(kNutDir + "upssched.conf");
-        upssched = ReplaceOnce(upssched, "CMDSCRIPT /usr/local/sbin/vmnap-upssched-cmd",
-                               "CMDSCRIPT " + kNutDir + "vmnap-upssched-cmd");
-        upssched = ReplaceOnce(upssched, "START-TIMER suspend 120",
-                               "START-TIMER suspend " + std::to_string(kDelaySeconds));
+        std::string upssched = ShippedUpsschedConf(kNutDir, kDelaySeconds);
         ASSERT_FALSE(upssched.empty()) << "upssched.conf no longer has the lines this test adapts";
         settings_.Write("ups.conf", "VMNAP_UPS_HOSTS=esx01\nVMNAP_CONF_DIR=" + settings_.path() +
                                         "\nVMNAP_COMMAND=" VMNAP_EXE "\nVMNAP_STATE_DIR=" + state_.path() +

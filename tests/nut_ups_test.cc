@@ -36,18 +36,11 @@ const int kToolRunsSeconds = 150; // check_maintenance_mode and suspend_vms, or 
 
 using Clock = std::chrono::steady_clock;
 
-// `text` with its one `from` replaced by `to`; empty when `from` does not occur exactly once.
-std::string ReplaceOnce(const std::string& text, const std::string& from, const std::string& to) {
-    size_t at = text.find(from);
-    if (at == std::string::npos || text.find(from, at + 1) != std::string::npos) return "";
-    return text.substr(0, at) + to + text.substr(at + from.size());
-}
-
 class NutUps : public testing::Test {
 protected:
     void SetUp() override {
         if (geteuid() != 0) GTEST_SKIP() << "needs root";
-        std::string error, upssched = UpsschedConf();
+        std::string error, upssched = ShippedUpsschedConf(kNutDir, kDelaySeconds);
         ASSERT_FALSE(upssched.empty()) << "upssched.conf no longer has the lines this test adapts";
         ASSERT_TRUE(sshd_.Start(ESXI_SIM_PATH)) << sshd_.error();
         ASSERT_TRUE(hosts_.Prepare(&error)) << error;
@@ -59,14 +52,6 @@ protected:
         std::vector<std::string> env = sshd_.client_env();
         env.push_back("VMNAP_UPS_CONF=" + settings_.file("ups.conf"));
         ASSERT_TRUE(nut_.Start(ReadFile(kNutDir + "upsmon.conf.vmnap"), upssched, env)) << nut_.error();
-    }
-
-    // upssched.conf as shipped, with the script from the source tree and a short delay.
-    static std::string UpsschedConf() {
-        std::string text = ReadFile(kNutDir + "upssched.conf");
-        text = ReplaceOnce(text, "CMDSCRIPT /usr/local/sbin/vmnap-upssched-cmd",
-                           "CMDSCRIPT " + kNutDir + "vmnap-upssched-cmd");
-        return ReplaceOnce(text, "START-TIMER suspend 120", "START-TIMER suspend " + std::to_string(kDelaySeconds));
     }
 
     // /etc/vmnap/ups.conf and the host files, in a directory of the test.

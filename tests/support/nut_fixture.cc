@@ -115,3 +115,21 @@ std::string NutFixture::Logs() const {
     return "driver:\n" + dir_.Read("driver.log") + "upsd:\n" + dir_.Read("upsd.log") + "upsmon:\n" +
            dir_.Read("upsmon.log");
 }
+
+namespace {
+
+// `text` with its one `from` replaced by `to`; empty when `from` does not occur exactly once.
+std::string ReplaceOnce(const std::string& text, const std::string& from, const std::string& to) {
+    size_t at = text.find(from);
+    if (at == std::string::npos || text.find(from, at + 1) != std::string::npos) return "";
+    return text.substr(0, at) + to + text.substr(at + from.size());
+}
+
+}  // namespace
+
+std::string ShippedUpsschedConf(const std::string& nut_dir, int delay_seconds) {
+    std::string text = ReadFile(nut_dir + "upssched.conf");
+    text = ReplaceOnce(text, "CMDSCRIPT /usr/local/sbin/vmnap-upssched-cmd",
+                       "CMDSCRIPT " + nut_dir + "vmnap-upssched-cmd");
+    return ReplaceOnce(text, "START-TIMER suspend 120", "START-TIMER suspend " + std::to_string(delay_seconds));
+}

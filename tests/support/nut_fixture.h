@@ -50,4 +50,8 @@ private:
     IsolatedDaemon driver_, upsd_, upsmon_;
 };
 
+// The upssched.conf of contrib/nut in `nut_dir` as shipped, with the script from that directory and a
+// timer of `delay_seconds`; empty when the file no longer has the lines this adapts.
+std::string ShippedUpsschedConf(const std::string& nut_dir, int delay_seconds);
+
 #endif
