@@ -1,10 +1,9 @@
 #include "VmRunner.h"
 
-#include <time.h>
-
 #include <mutex>
 #include <thread>
 
+#include "BootWait.h"
 #include "StopRequest.h"
 #include "VmPick.h"
 #include "kel-tools-trace.h"
@@ -14,12 +13,6 @@ namespace SshSrv {
 namespace {
 
 const char* const kNoThread = "worker %zu not started, %zu work on\n";
-
-double Monotonic() {
-    struct timespec ts;
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) / 1e9;
-}
 
 // The queue and what came of each VM, shared by the workers.
 class Queue {
@@ -43,7 +36,7 @@ public:
         if (*vm >= count_) return false;
         ++taken_;
         state_[*vm] = VmState::kInFlight;
-        started_[*vm] = Monotonic();
+        started_[*vm] = clock_.Now();
         summary_.started[*vm] = true;
         summary_.startOrder.push_back(*vm);
         return true;
@@ -59,7 +52,7 @@ public:
         std::lock_guard<std::mutex> guard(lock_);
         summary_.outcomes[vm] = outcome;
         state_[vm] = VmState::kDone;
-        seconds_[vm] = Monotonic() - started_[vm];
+        seconds_[vm] = clock_.Now() - started_[vm];
         if (outcome.endsRun) ended_ = true;
     }
 
@@ -75,7 +68,8 @@ private:
     size_t count_;
     std::vector<size_t> groups_;
     std::vector<VmState> state_;
-    std::vector<double> started_;  // monotonic seconds, by VM
+    BootWait::Clock clock_;
+    std::vector<double> started_;  // clock_ seconds, by VM
     std::vector<double> seconds_;  // how long each done VM took
     size_t taken_ = 0;
     bool ended_ = false;
