@@ -4,6 +4,7 @@
 
 #include <time.h>
 
+#include <cmath>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -56,7 +57,9 @@ double EpochNow() {
 }
 
 void SettleHost(HostState* host, double now) {
-    AdvanceTransfers(host, now);
+    // Transfers move on to the last whole millisecond, the moment the state file keeps: moved on to the
+    // exact moment and written rounded, they would gain up to half a millisecond at every step.
+    AdvanceTransfers(host, std::floor(now * 1000) / 1000);
     for (VmState& vm : host->vms) {
         SettleGuestShutdown(&vm, now);
         ForgetOrphanedOperation(&vm);
